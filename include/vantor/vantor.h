@@ -1,0 +1,84 @@
+// Vantor: the user's side of cloud sync for a photo and video organizer.
+//
+// This is the library's whole public face. The host calls one export at a time, from one
+// thread, with UTF-8 strings. Nothing here pulls in a header of the library's own or of its
+// dependencies.
+#pragma once
+
+#include <string>
+
+#if defined(__GNUC__)
+#define VANTOR_API __attribute__((visibility("default")))
+#else
+#define VANTOR_API
+#endif
+
+// The preference record. Hosts compile against this field order: it never changes.
+struct SyncPrefs {
+  bool syncon;
+  bool newalbumssyncauto;
+  bool askbeforedelete;
+  bool resolveconflictsauto;
+  bool restrictfilesizeSelected;
+  bool syncallselection;
+  bool syncOnSystemIdle;
+  bool syncEntireCatalog;
+  bool syncPhotos;
+  bool syncVideo;
+  bool syncAudio;
+  bool syncPDFs;
+  bool syncCreations;
+  double restrictfilesize;  // mebibytes; in force only when restrictfilesizeSelected
+  std::string servertime;
+  std::string downloadlocationpath;
+  int version;
+  std::string defaultLibraryNxId;
+  int defaultLibraryVaelId;
+  std::string curCatalogGUID;
+  int deleteMediaPref;  // carried for the host, never interpreted here
+};
+
+namespace VTL {
+
+// The result of every export that reports a status. Hosts switch on these numbers.
+enum error_code {
+  success = 0,
+  no_valid_user = 1,
+  unknown_error = 2,
+  invalid_argument = 3,
+  not_logged_in = 4,
+  invalid_credentials = 5,
+  catalog_error = 6,
+  change_catalog_required = 7,
+};
+
+// Parses preference text into `prefs`. Fields the text does not set keep the parser's
+// defaults. Always returns true, even for text that is not XML.
+VANTOR_API bool GetSyncPrefsFromString(SyncPrefs& prefs, const std::string& xml);
+
+// The text form of `prefs`: one line, no declaration, strings written unescaped.
+VANTOR_API std::string GetXMLForSyncPrefs(const SyncPrefs& prefs);
+
+// Reading is the host's business: leaves `prefs` as it is and returns false.
+VANTOR_API bool GetSyncPrefs(SyncPrefs& prefs, std::string folder, std::string userId);
+
+// Remembers `catalogFolder`, checks that it is the sync catalog and that a user is signed in.
+// `prefs` is not changed. Returns success, not_logged_in, no_valid_user, unknown_error or
+// change_catalog_required.
+VANTOR_API error_code GetInitialLauchSyncPrefs(std::string catalogFolder, SyncPrefs& prefs);
+
+// Writes `prefs` to <folder>/syncdb/<userId>.pref (the signed-in user's id when `userId` is
+// empty). `folder` must exist. Returns true when the file was written.
+VANTOR_API bool SetSyncPrefs(SyncPrefs prefs, std::string folder, std::string userId);
+
+// Makes the catalog folder last given to the library the sync catalog. True on success.
+VANTOR_API bool ChangeCatalog();
+
+// Publishes whether creations of the open catalog are synced, for the image editor.
+VANTOR_API void UpdateOmbSyncCreationSetting();
+
+// Whether the user's preferences let a file of `fileSize` bytes and `mimeType` go online.
+VANTOR_API bool IsValidMediaForSync(const SyncPrefs& prefs, long long fileSize,
+                                    const std::string& mimeType);
+
+}  // namespace VTL
