@@ -14,9 +14,9 @@ namespace {
 
 const char kUnset[] = "\x01unset";
 
-const char* const kVariables[] = {"HOME",          "VANTOR_SETTINGS_ROOT", "XDG_CONFIG_HOME",
-                                  "XDG_DATA_HOME", "XDG_CACHE_HOME",       "XDG_RUNTIME_DIR",
-                                  "XDG_CONFIG_DIRS", "XDG_DATA_DIRS"};
+const char* const kVariables[] = {
+    "HOME",           "VANTOR_SETTINGS_ROOT", "XDG_CONFIG_HOME", "XDG_DATA_HOME",
+    "XDG_CACHE_HOME", "XDG_RUNTIME_DIR",      "XDG_CONFIG_DIRS", "XDG_DATA_DIRS"};
 
 }  // namespace
 
@@ -54,7 +54,9 @@ sandbox::~sandbox() {
   std::filesystem::remove_all(root_, ignored);
 }
 
-std::string sandbox::path(const std::string& relative) const { return root_ + "/" + relative; }
+std::string sandbox::path(const std::string& relative) const {
+  return root_ + "/" + relative;
+}
 
 void sandbox::write_file(const std::string& relative, const std::string& content) const {
   std::filesystem::path target = path(relative);
