@@ -7,124 +7,144 @@
 
 namespace dbl {
 
-namespace {
-
-template <typename T>
-const T& exact(const entry_data& e) {
-  if (e.is_null()) throw bad_entry_data_cast();
-  const T* p = std::get_if<T>(&e.value());
-  if (p == nullptr) throw bad_entry_data_cast();
-  return *p;
-}
-
-// The source kinds recognised as numeric, in the order they are tested. `long32`, `ulong32`
-// and `bool` are deliberately not among them.
-template <typename Target>
-Target numeric(const entry_data& e) {
-  switch (e.kind()) {
-    case entry_kind::uint16:
-      return boost::numeric_cast<Target>(std::get<std::uint16_t>(e.value()));
-    case entry_kind::int16:
-      return boost::numeric_cast<Target>(std::get<std::int16_t>(e.value()));
-    case entry_kind::uint32:
-      return boost::numeric_cast<Target>(std::get<std::uint32_t>(e.value()));
-    case entry_kind::int32:
-      return boost::numeric_cast<Target>(std::get<std::int32_t>(e.value()));
-    case entry_kind::uint64:
-      return boost::numeric_cast<Target>(std::get<std::uint64_t>(e.value()));
-    case entry_kind::int64:
-      return boost::numeric_cast<Target>(std::get<std::int64_t>(e.value()));
-    case entry_kind::float64:
-      return boost::numeric_cast<Target>(std::get<double>(e.value()));
-    case entry_kind::auto_id_value:
-      return boost::numeric_cast<Target>(std::get<dbl::auto_id>(e.value()).value);
-    default:
-      throw bad_entry_data_cast(bad_entry_data_cast::reason::not_numeric);
-  }
-}
-
-}  // namespace
-
 const char* bad_entry_data_cast::what() const noexcept {
   return reason_ == reason::wrong_type
              ? "Could not cast the entry_data object to the requested type."
              : "The type held in this entry_data object is not a recognized numeric type.";
 }
 
+template <typename T>
+const T& entry_data::exact() const {
+  if (!on_heap()) throw bad_entry_data_cast();
+  const T* p = std::get_if<T>(&s_.heap->value);
+  if (p == nullptr) throw bad_entry_data_cast();
+  return *p;
+}
+
+// The source kinds recognised as numeric. `long32`, `ulong32` and `bool` are deliberately not
+// among them.
+template <typename Target>
+Target entry_data::numeric() const {
+  switch (kind_) {
+    case entry_kind::uint16:
+      return boost::numeric_cast<Target>(s_.u16);
+    case entry_kind::int16:
+      return boost::numeric_cast<Target>(s_.i16);
+    case entry_kind::uint32:
+      return boost::numeric_cast<Target>(s_.u32);
+    case entry_kind::int32:
+    case entry_kind::auto_id_value:
+      return boost::numeric_cast<Target>(s_.i32);
+    case entry_kind::uint64:
+      return boost::numeric_cast<Target>(s_.u64);
+    case entry_kind::int64:
+      return boost::numeric_cast<Target>(s_.i64);
+    case entry_kind::float64:
+      return boost::numeric_cast<Target>(s_.d);
+    default:
+      throw bad_entry_data_cast(bad_entry_data_cast::reason::not_numeric);
+  }
+}
+
 const std::type_info& entry_data::type() const noexcept {
-  if (box_ == nullptr) return typeid(void);
-  return std::visit([](const auto& v) -> const std::type_info& { return typeid(v); }, box_->value);
+  switch (kind_) {
+    case entry_kind::boolean:
+      return typeid(bool);
+    case entry_kind::int16:
+      return typeid(std::int16_t);
+    case entry_kind::uint16:
+      return typeid(std::uint16_t);
+    case entry_kind::int32:
+      return typeid(std::int32_t);
+    case entry_kind::uint32:
+      return typeid(std::uint32_t);
+    case entry_kind::long_value:
+      return typeid(long32);
+    case entry_kind::ulong_value:
+      return typeid(ulong32);
+    case entry_kind::int64:
+      return typeid(std::int64_t);
+    case entry_kind::uint64:
+      return typeid(std::uint64_t);
+    case entry_kind::float64:
+      return typeid(double);
+    case entry_kind::auto_id_value:
+      return typeid(dbl::auto_id);
+    case entry_kind::null:
+      return typeid(void);
+    default:
+      return std::visit([](const auto& v) -> const std::type_info& { return typeid(v); },
+                        s_.heap->value);
+  }
 }
 
 bool entry_data::as_bool() const {
-  return exact<bool>(*this);
+  if (kind_ != entry_kind::boolean) throw bad_entry_data_cast();
+  return s_.b;
 }
 const fixed_string& entry_data::as_fixed_string() const {
-  return exact<fixed_string>(*this);
+  return exact<fixed_string>();
 }
 const fixed_wstring& entry_data::as_fixed_wstring() const {
-  return exact<fixed_wstring>(*this);
+  return exact<fixed_wstring>();
 }
 const blob& entry_data::as_blob() const {
-  return exact<blob>(*this);
+  return exact<blob>();
 }
 const boost::posix_time::ptime& entry_data::as_ptime() const {
-  return exact<boost::posix_time::ptime>(*this);
+  return exact<boost::posix_time::ptime>();
 }
 const guid& entry_data::as_guid() const {
-  return exact<guid>(*this);
+  return exact<guid>();
 }
 
 const std::string& entry_data::as_string() const {
-  if (kind() == entry_kind::fixed_text) return std::get<fixed_string>(value()).value;
-  return exact<std::string>(*this);
+  if (kind_ == entry_kind::fixed_text) return std::get<fixed_string>(s_.heap->value).value;
+  return exact<std::string>();
 }
 
 const std::wstring& entry_data::as_wstring() const {
-  if (kind() == entry_kind::fixed_wtext) return std::get<fixed_wstring>(value()).value;
-  return exact<std::wstring>(*this);
+  if (kind_ == entry_kind::fixed_wtext) return std::get<fixed_wstring>(s_.heap->value).value;
+  return exact<std::wstring>();
 }
 
 int entry_data::as_int() const {
-  return numeric<int>(*this);
+  return numeric<int>();
 }
 unsigned int entry_data::as_uint() const {
-  return numeric<unsigned int>(*this);
+  return numeric<unsigned int>();
 }
 long entry_data::as_long() const {
-  return numeric<std::int32_t>(*this);
+  return numeric<std::int32_t>();
 }
 unsigned long entry_data::as_ulong() const {
-  return numeric<std::uint32_t>(*this);
+  return numeric<std::uint32_t>();
 }
 double entry_data::as_double() const {
-  return numeric<double>(*this);
+  return numeric<double>();
 }
 std::int64_t entry_data::as_int64() const {
-  return numeric<std::int64_t>(*this);
+  return numeric<std::int64_t>();
 }
 std::uint64_t entry_data::as_uint64() const {
-  return numeric<std::uint64_t>(*this);
+  return numeric<std::uint64_t>();
 }
 
 bool operator==(const entry_data& a, const entry_data& b) {
   const entry_kind ka = a.kind();
   const entry_kind kb = b.kind();
-  // One shared box is equal to itself, except for the two kinds whose rules can say otherwise.
-  if (a.box_ == b.box_ && ka != entry_kind::fixed_wtext && ka != entry_kind::float64) {
-    return true;
-  }
   const bool same = ka == kb;
   if (ka == entry_kind::null || kb == entry_kind::null) return same;
+  // A box shared by both sides is equal to itself, except for the wide fixed kind whose rule
+  // below throws.
+  if (same && a.on_heap() && a.s_.heap == b.s_.heap && ka != entry_kind::fixed_wtext) {
+    return true;
+  }
 
   const auto either = [&](entry_kind k) { return ka == k || kb == k; };
-  if (either(entry_kind::boolean)) return same && a.as_bool() == b.as_bool();
-  if (either(entry_kind::string)) {
-    return same && std::get<std::string>(a.value()) == std::get<std::string>(b.value());
-  }
-  if (either(entry_kind::wstring)) {
-    return same && std::get<std::wstring>(a.value()) == std::get<std::wstring>(b.value());
-  }
+  if (either(entry_kind::boolean)) return same && a.s_.b == b.s_.b;
+  if (either(entry_kind::string)) return same && a.as_string() == b.as_string();
+  if (either(entry_kind::wstring)) return same && a.as_wstring() == b.as_wstring();
   if (either(entry_kind::fixed_text)) {
     if (!same) return false;
     const auto& x = a.as_fixed_string();
@@ -141,9 +161,9 @@ bool operator==(const entry_data& a, const entry_data& b) {
   if (either(entry_kind::timestamp)) return same && a.as_ptime() == b.as_ptime();
   if (either(entry_kind::bytes)) return same && a.as_blob() == b.as_blob();
   if (either(entry_kind::float64)) {
-    return same && std::fabs(std::get<double>(a.value()) - std::get<double>(b.value())) <
-                       2.220446049250313e-16;
+    return same && std::fabs(a.s_.d - b.s_.d) < 2.220446049250313e-16;
   }
+  if (same && ka == entry_kind::int32) return a.s_.i32 == b.s_.i32;
   if (either(entry_kind::uint64)) return a.as_uint64() == b.as_uint64();
   return a.as_int64() == b.as_int64();
 }

@@ -43,7 +43,7 @@ struct ulong32 {
 
 using blob = std::vector<unsigned char>;
 
-// Index of each kind in entry_data::value_type, in declaration order.
+// The kind an entry_data holds. Kinds from `string` on live in a shared box.
 enum class entry_kind : std::uint8_t {
   boolean,
   int16,
@@ -55,70 +55,71 @@ enum class entry_kind : std::uint8_t {
   int64,
   uint64,
   float64,
+  auto_id_value,
   string,
   wstring,
   fixed_text,
   fixed_wtext,
   bytes,
   timestamp,
-  auto_id_value,
   guid_value,
-  null,  // not an alternative of value_type
+  null,
 };
 
 // The one value type of the database layer: a bound parameter, a result cell, a record field.
-// An immutable, reference-counted box; copying costs one atomic increment and a null value
-// holds no box at all. Accessors never change the value and throw on a kind mismatch
+// Numbers, booleans and ids are held inline; text, blobs and timestamps sit in an immutable,
+// reference-counted box, so that a copy costs at most one atomic increment and a null value
+// allocates nothing. Accessors never change the value and throw on a kind mismatch
 // (bad_entry_data_cast, or boost::numeric::bad_numeric_cast for a value out of range).
 // Thread-safe to copy; the value itself is never written after construction.
 class entry_data {
  public:
-  using value_type = std::variant<bool, std::int16_t, std::uint16_t, std::int32_t, std::uint32_t,
-                                  long32, ulong32, std::int64_t, std::uint64_t, double, std::string,
-                                  std::wstring, dbl::fixed_string, dbl::fixed_wstring, dbl::blob,
-                                  boost::posix_time::ptime, dbl::auto_id, dbl::guid>;
-
-  entry_data() noexcept = default;
-  entry_data(bool v) : box_(make(v)) {}
-  entry_data(short v) : box_(make(static_cast<std::int16_t>(v))) {}
-  entry_data(unsigned short v) : box_(make(static_cast<std::uint16_t>(v))) {}
-  entry_data(int v) : box_(make(static_cast<std::int32_t>(v))) {}
-  entry_data(unsigned int v) : box_(make(static_cast<std::uint32_t>(v))) {}
-  entry_data(long32 v) : box_(make(v)) {}
-  entry_data(ulong32 v) : box_(make(v)) {}
+  entry_data() noexcept { s_.u64 = 0; }
+  entry_data(bool v) noexcept : kind_(entry_kind::boolean) { s_.b = v; }
+  entry_data(short v) noexcept : kind_(entry_kind::int16) { s_.i16 = v; }
+  entry_data(unsigned short v) noexcept : kind_(entry_kind::uint16) { s_.u16 = v; }
+  entry_data(int v) noexcept : kind_(entry_kind::int32) { s_.i32 = v; }
+  entry_data(unsigned int v) noexcept : kind_(entry_kind::uint32) { s_.u32 = v; }
+  entry_data(long32 v) noexcept : kind_(entry_kind::long_value) { s_.i32 = v.value; }
+  entry_data(ulong32 v) noexcept : kind_(entry_kind::ulong_value) { s_.u32 = v.value; }
   // `long` and `long long` are the signed 64-bit kind here; see long32.
-  entry_data(long v) : box_(make(static_cast<std::int64_t>(v))) {}
-  entry_data(unsigned long v) : box_(make(static_cast<std::uint64_t>(v))) {}
-  entry_data(long long v) : box_(make(static_cast<std::int64_t>(v))) {}
-  entry_data(unsigned long long v) : box_(make(static_cast<std::uint64_t>(v))) {}
-  entry_data(double v) : box_(make(v)) {}
-  entry_data(std::string v) : box_(make(std::move(v))) {}
+  entry_data(long v) noexcept : kind_(entry_kind::int64) { s_.i64 = v; }
+  entry_data(unsigned long v) noexcept : kind_(entry_kind::uint64) { s_.u64 = v; }
+  entry_data(long long v) noexcept : kind_(entry_kind::int64) { s_.i64 = v; }
+  entry_data(unsigned long long v) noexcept : kind_(entry_kind::uint64) { s_.u64 = v; }
+  entry_data(double v) noexcept : kind_(entry_kind::float64) { s_.d = v; }
+  entry_data(dbl::auto_id v) noexcept : kind_(entry_kind::auto_id_value) { s_.i32 = v.value; }
+  entry_data(std::string v) : kind_(entry_kind::string) { s_.heap = new box(std::move(v)); }
   // A null pointer gives the empty string, not the null value.
-  entry_data(const char* v) : box_(make(std::string(v != nullptr ? v : ""))) {}
-  entry_data(std::wstring v) : box_(make(std::move(v))) {}
-  entry_data(dbl::fixed_string v) : box_(make(std::move(v))) {}
-  entry_data(dbl::fixed_wstring v) : box_(make(std::move(v))) {}
-  entry_data(dbl::blob v) : box_(make(std::move(v))) {}
-  entry_data(const boost::posix_time::ptime& v) : box_(make(v)) {}
-  entry_data(dbl::auto_id v) : box_(make(v)) {}
-  entry_data(dbl::guid v) : box_(make(std::move(v))) {}
+  entry_data(const char* v) : entry_data(std::string(v != nullptr ? v : "")) {}
+  entry_data(std::wstring v) : kind_(entry_kind::wstring) { s_.heap = new box(std::move(v)); }
+  entry_data(dbl::fixed_string v) : kind_(entry_kind::fixed_text) {
+    s_.heap = new box(std::move(v));
+  }
+  entry_data(dbl::fixed_wstring v) : kind_(entry_kind::fixed_wtext) {
+    s_.heap = new box(std::move(v));
+  }
+  entry_data(dbl::blob v) : kind_(entry_kind::bytes) { s_.heap = new box(std::move(v)); }
+  entry_data(const boost::posix_time::ptime& v) : kind_(entry_kind::timestamp) {
+    s_.heap = new box(v);
+  }
+  entry_data(dbl::guid v) : kind_(entry_kind::guid_value) { s_.heap = new box(std::move(v)); }
 
-  entry_data(const entry_data& other) noexcept : box_(other.box_) { retain(); }
-  entry_data(entry_data&& other) noexcept : box_(other.box_) { other.box_ = nullptr; }
+  entry_data(const entry_data& other) noexcept : s_(other.s_), kind_(other.kind_) { retain(); }
+  entry_data(entry_data&& other) noexcept : s_(other.s_), kind_(other.kind_) {
+    other.kind_ = entry_kind::null;
+  }
   entry_data& operator=(entry_data other) noexcept {
-    std::swap(box_, other.box_);
+    std::swap(s_, other.s_);
+    std::swap(kind_, other.kind_);
     return *this;
   }
   ~entry_data() { release(); }
 
-  bool is_null() const noexcept { return box_ == nullptr; }
-  entry_kind kind() const noexcept {
-    return box_ == nullptr ? entry_kind::null : static_cast<entry_kind>(box_->value.index());
-  }
+  bool is_null() const noexcept { return kind_ == entry_kind::null; }
+  entry_kind kind() const noexcept { return kind_; }
   // typeid of the held kind; typeid(void) for null.
   const std::type_info& type() const noexcept;
-  // REQUIRES: !is_null().
-  const value_type& value() const noexcept { return box_->value; }
 
   // Exact kind matches.
   bool as_bool() const;
@@ -145,25 +146,40 @@ class entry_data {
   friend bool operator!=(const entry_data& a, const entry_data& b) { return !(a == b); }
 
  private:
+  using heap_value = std::variant<std::string, std::wstring, dbl::fixed_string, dbl::fixed_wstring,
+                                  dbl::blob, boost::posix_time::ptime, dbl::guid>;
   struct box {
     template <typename T>
     explicit box(T&& v) : value(std::forward<T>(v)) {}
     std::atomic<std::int32_t> refs{1};
-    value_type value;
+    heap_value value;
+  };
+  union scalar {
+    bool b;
+    std::int16_t i16;
+    std::uint16_t u16;
+    std::int32_t i32;
+    std::uint32_t u32;
+    std::int64_t i64;
+    std::uint64_t u64;
+    double d;
+    box* heap;
   };
 
-  template <typename T>
-  static box* make(T&& v) {
-    return new box(std::forward<T>(v));
-  }
+  bool on_heap() const noexcept { return kind_ >= entry_kind::string && kind_ != entry_kind::null; }
   void retain() const noexcept {
-    if (box_ != nullptr) box_->refs.fetch_add(1, std::memory_order_relaxed);
+    if (on_heap()) s_.heap->refs.fetch_add(1, std::memory_order_relaxed);
   }
   void release() noexcept {
-    if (box_ != nullptr && box_->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete box_;
+    if (on_heap() && s_.heap->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete s_.heap;
   }
+  template <typename T>
+  const T& exact() const;
+  template <typename Target>
+  Target numeric() const;
 
-  box* box_ = nullptr;
+  scalar s_;
+  entry_kind kind_ = entry_kind::null;
 };
 
 using entry_data_vector = std::vector<entry_data>;
