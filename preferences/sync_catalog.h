@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+namespace vantor_prefs {
+
+// The catalog-in-place check of the exports that start a session with the host. When no sync
+// catalog is set, makes gCatalogFolder the sync catalog. Returns the path of the sync catalog's
+// file, read again after the check.
+// Throws VTL::unknown_error (logged "Unknown Error .Failed in Change Catalog Call") when the
+// sync catalog cannot be set, and VTL::change_catalog_required (logged "Change Sync Catalog
+// required") when another catalog is the sync catalog; the host then asks the user and calls
+// ChangeCatalog.
+std::string EnsureSyncCatalogInPlace();
+
+}  // namespace vantor_prefs
