@@ -1,12 +1,13 @@
 #pragma once
 
 #include <cstdio>
+#include <ctime>
 #include <functional>
 #include <string>
 
 namespace vantor_env {
 
-// Paths are UTF-8 byte strings; either slash is accepted on input.
+// Paths are UTF-8 byte strings; either slash is accepted on input, and "\\" is taken as "/".
 
 // True if something that is not a folder stands at `path`.
 bool FileExists(const std::string& path);
@@ -26,13 +27,19 @@ bool CopyFile(const std::string& from, const std::string& to);
 
 // Called with bytes moved so far and the total; returning false stops the move.
 using MoveProgressCallback = std::function<bool(long long done, long long total)>;
-// Moves a file, also across file systems (copy with progress, then delete the source). A
-// move stopped by the callback or failing half way leaves the source whole and no partial
-// target. Failure is logged as "MoveFileWithProgress failed with <errno>.".
+// Moves a file, also across file systems (copy with progress to a temporary name beside
+// `to`, rename into place, then delete the source). An existing `to` is not replaced. A move
+// stopped by the callback (ECANCELED) or failing half way leaves the source whole and no
+// partial target. Failure is logged as "MoveFileWithProgress failed with <errno>.". The
+// callback is called only while copying: with 0 first, then after each block.
 void MoveFileWithProgress(const std::string& from, const std::string& to,
                           const MoveProgressCallback& callback);
+// For tests: when set, MoveFileWithProgress copies even where a rename would do.
+void SetMoveAlwaysCopies(bool always_copy);
 
+// The running program's path, or with `folderOnly` its folder ending in "/"; "" on failure.
 std::string GetExecutablePath(bool folderOnly);
+// $TMPDIR or /tmp, ending in "/".
 std::string GetTempFolder();
 // The user's pictures folder, "/", then "Norvane"; empty when there is no pictures folder.
 std::string GetDefaultDownloadPath();

@@ -1,0 +1,112 @@
+#include "environment/reg_settings.h"
+
+#include <QStandardPaths>
+#include <QStringList>
+#include <QVariant>
+#include <cstdlib>
+
+namespace sync_reg_util {
+namespace {
+
+// "HKEY_CURRENT_USER\" or a bare hive name both name the hive folder.
+std::string HiveFolder(const std::string& hive) {
+  std::string folder = hive;
+  while (!folder.empty() && (folder.back() == '\\' || folder.back() == '/')) folder.pop_back();
+  return folder;
+}
+
+// The key path as folders: "\" becomes "/", empty levels vanish. Case is kept as given, so two
+// spellings of one key are two files on Linux.
+std::string KeyFolders(const std::string& key) {
+  std::string out;
+  std::string level;
+  auto flush = [&out, &level] {
+    if (level.empty()) return;
+    if (!out.empty()) out.push_back('/');
+    out += level;
+    level.clear();
+  };
+  for (char c : key) {
+    if (c == '\\' || c == '/') {
+      flush();
+    } else {
+      level.push_back(c);
+    }
+  }
+  flush();
+  return out;
+}
+
+QString QStr(const std::string& s) {
+  return QString::fromStdString(s);
+}
+
+}  // namespace
+
+std::string SettingsRoot() {
+  const char* root = std::getenv("VANTOR_SETTINGS_ROOT");
+  if (root != nullptr && root[0] != '\0') return root;
+  return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString() +
+         "/norvane/registry";
+}
+
+std::string SettingsFilePath(const std::string& hive, const std::string& key) {
+  return SettingsRoot() + "/" + HiveFolder(hive) + "/" + KeyFolders(key) + ".ini";
+}
+
+RegSettings::RegSettings(const std::string& hive, const std::string& key)
+    : QSettings(QStr(SettingsFilePath(hive, key)), QSettings::IniFormat) {}
+
+std::string RegSettings::get_string(const std::string& name, const std::string& fallback) const {
+  if (status() != QSettings::NoError) return fallback;
+  const QVariant v = value(QStr(name));
+  if (!v.isValid()) return fallback;
+  // An unquoted "a,b,c" typed into the file comes back from Qt as a list.
+  if (v.userType() == QMetaType::QStringList) {
+    return v.toStringList().join(QLatin1Char(',')).toStdString();
+  }
+  return v.toString().toStdString();
+}
+
+int RegSettings::get_int(const std::string& name, int fallback) const {
+  if (status() != QSettings::NoError) return fallback;
+  const QVariant v = value(QStr(name));
+  bool ok = false;
+  const int result = v.toInt(&ok);
+  return ok ? result : fallback;
+}
+
+bool RegSettings::get_bool(const std::string& name, bool fallback) const {
+  if (status() != QSettings::NoError) return fallback;
+  const QVariant v = value(QStr(name));
+  if (!v.isValid()) return fallback;
+  return v.toBool();
+}
+
+bool RegSettings::Store(const std::string& name, const QVariant& v) {
+  setValue(QStr(name), v);
+  sync();
+  return status() == QSettings::NoError;
+}
+
+void RegSettings::set_string(const std::string& name, const std::string& v) {
+  Store(name, QStr(v));
+}
+
+void RegSettings::set_int(const std::string& name, int v) {
+  Store(name, v);
+}
+
+void RegSettings::set_bool(const std::string& name, bool v) {
+  Store(name, v);
+}
+
+bool RegSettings::contains_value(const std::string& name) const {
+  return status() == QSettings::NoError && contains(QStr(name));
+}
+
+RegSettingsCU::RegSettingsCU(const std::string& key) : RegSettings(kCurrentUserHive, key) {}
+
+RegSettingsLM::RegSettingsLM(const std::string& key) : RegSettings(kLocalMachineHive, key) {}
+
+}  // namespace sync_reg_util
