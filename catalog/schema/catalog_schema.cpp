@@ -1,0 +1,281 @@
+#include "catalog/schema/catalog_schema.h"
+
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <cstdint>
+#include <string>
+
+#include "catalog/schema/column_builders.h"
+#include "catalog/schema/schema_names.h"
+#include "dbl/entry_data.h"
+
+namespace vael::schema {
+
+namespace {
+
+namespace t = table;
+namespace c = column;
+using dbl::in_primary_key;
+using dbl::no_constraint;
+using dbl::not_null;
+using dbl::relation_one_to_one;
+using dbl::relation_required;
+using dbl::unique;
+using detail::plain_column;
+using detail::reference_column;
+using ptime = boost::posix_time::ptime;
+
+constexpr std::int32_t auto_id = 0;
+constexpr std::int32_t no_auto_id = 1;
+
+// The two stack sort tables share one shape.
+dbl::table_description stack_sort_table(const std::string& name) {
+  dbl::table_description d(name, no_auto_id);
+  d.add_column(reference_column(c::media_id, media_table_description(), c::id, relation_one_to_one,
+                                in_primary_key));
+  d.add_column(plain_column(c::search_date_begin, typeid(ptime), 0, not_null));
+  d.add_column(plain_column(c::search_date_end, typeid(ptime), 0, not_null));
+  d.add_clustered_index(name + "_begin_index", {c::search_date_begin, c::media_id});
+  d.add_clustered_index(name + "_end_index", {c::search_date_end, c::media_id});
+  return d;
+}
+
+// The five metadata value tables differ in the kind of `value` and in their index.
+dbl::table_description metadata_value_table(const char* name, const std::type_info& type,
+                                            std::uint64_t width, const char* index,
+                                            bool value_in_index) {
+  dbl::table_description d(name, auto_id);
+  d.add_column(reference_column(c::description_id, metadata_description_table_description(), c::id,
+                                relation_required));
+  d.add_column(plain_column(c::value, type, width, not_null));
+  if (value_in_index) {
+    d.add_clustered_index(index, {c::description_id, c::value, c::id});
+  } else {
+    d.add_clustered_index(index, {c::description_id, c::id});
+  }
+  return d;
+}
+
+}  // namespace
+
+dbl::table_description version_table_description() {
+  dbl::table_description d(t::version_table, no_auto_id);
+  d.add_column(plain_column(c::version_number, typeid(int), 0, not_null));
+  return d;
+}
+
+dbl::table_description change_table_description() {
+  dbl::table_description d(t::change_table, no_auto_id);
+  d.add_column(plain_column(c::change_id, typeid(int), 0, not_null));
+  d.add_column(plain_column(c::change_type, typeid(std::string), 255, not_null, in_primary_key));
+  return d;
+}
+
+dbl::table_description db_change_timestamp_table_description() {
+  dbl::table_description d(t::db_change_timestamp_table, no_auto_id);
+  d.add_column(plain_column(c::change_id, typeid(int), 0, unique, in_primary_key));
+  d.add_column(plain_column(c::change_date_time, typeid(ptime), 0, not_null));
+  return d;
+}
+
+dbl::table_description volume_table_description() {
+  dbl::table_description d(t::volume_table, auto_id);
+  d.add_column(plain_column(c::description, typeid(std::string), 255, not_null));
+  d.add_column(plain_column(c::serial, typeid(std::string), 255, unique));
+  d.add_column(plain_column(c::drive_path_if_builtin, typeid(std::string), 255, not_null));
+  d.add_column(plain_column(c::type, typeid(std::string), 255, not_null));
+  return d;
+}
+
+dbl::table_description rendition_description_table_description() {
+  dbl::table_description d(t::rendition_description_table, auto_id);
+  d.add_column(plain_column(c::identifier, typeid(std::string), 255, unique));
+  return d;
+}
+
+dbl::table_description rendition_to_master_table_description() {
+  const dbl::table_description media = media_table_description();
+  dbl::table_description d(t::rendition_to_master_table, auto_id);
+  d.add_column(reference_column(c::master_id, media, c::id, relation_required, in_primary_key));
+  d.add_column(reference_column(c::rendition_id, media, c::id, relation_one_to_one));
+  d.add_clustered_index("rendition_to_master_table_rendition_clustered_index",
+                        {c::rendition_id, c::master_id});
+  d.add_clustered_index("rendition_to_master_table_master_clustered_index",
+                        {c::master_id, c::rendition_id});
+  return d;
+}
+
+dbl::table_description media_table_description() {
+  dbl::table_description d(t::media_table, auto_id);
+  d.add_column(plain_column(c::change_id, typeid(int), 0, not_null));
+  d.add_column(plain_column(c::full_filepath, typeid(std::string), 260, not_null));
+  d.add_column(plain_column(c::filepath_search_index, typeid(std::string), 256, not_null));
+  d.add_column(plain_column(c::filename_search_index, typeid(std::string), 256, not_null));
+  d.add_column(plain_column(c::mime_type, typeid(std::string), 63, not_null));
+  d.add_column(
+      reference_column(c::volume_id, volume_table_description(), c::id, relation_required));
+  d.add_column(plain_column(c::search_date_begin, typeid(ptime), 0, not_null));
+  d.add_column(plain_column(c::search_date_end, typeid(ptime), 0, not_null));
+  d.add_column(reference_column(c::rendition_description_id,
+                                rendition_description_table_description(), c::id,
+                                relation_required));
+  d.add_clustered_index("media_table_change_id_index", {c::change_id, c::id});
+  d.add_clustered_index("media_table_filepath_index",
+                        {c::filepath_search_index, c::filename_search_index, c::id});
+  d.add_clustered_index("media_table_filename_index", {c::filename_search_index, c::id});
+  d.add_clustered_index("media_table_volume_index", {c::volume_id, c::id});
+  d.add_clustered_index("media_table_search_date_begin_index", {c::search_date_begin, c::id});
+  d.add_clustered_index("media_table_search_date_end_index", {c::search_date_end, c::id});
+  d.add_clustered_index("media_table_mimetype_index", {c::mime_type, c::id});
+  return d;
+}
+
+dbl::table_description tag_table_description() {
+  dbl::table_description d(t::tag_table, auto_id);
+  d.add_column(plain_column(c::change_id, typeid(int), 0, not_null));
+  d.add_column(plain_column(c::name, typeid(std::string), 255, no_constraint));
+  d.add_column(plain_column(c::parent_id, typeid(int), 0, not_null));
+  d.add_column(plain_column(c::sibling_index, typeid(int), 0, not_null));
+  d.add_column(plain_column(c::type_name, typeid(std::string), 255, no_constraint));
+  d.add_column(plain_column(c::media_is_ordered, typeid(bool), 0, not_null));
+  d.add_column(plain_column(c::can_tag_media, typeid(bool), 0, not_null));
+  d.add_column(plain_column(c::can_have_children, typeid(bool), 0, not_null));
+  d.add_column(plain_column(c::applies_to_all_in_media_stack, typeid(bool), 0, not_null));
+  d.add_column(plain_column(c::applies_to_all_in_version_stack, typeid(bool), 0, not_null));
+  d.add_clustered_index("tag_table_change_id_index", {c::change_id, c::id});
+  d.add_clustered_index("tag_table_parent_sibling_index", {c::parent_id, c::sibling_index, c::id});
+  return d;
+}
+
+dbl::table_description tag_to_media_table_description() {
+  dbl::table_description d(t::tag_to_media_table, no_auto_id);
+  d.add_column(reference_column(c::media_id, media_table_description(), c::id, relation_required,
+                                in_primary_key));
+  d.add_column(reference_column(c::tag_id, tag_table_description(), c::id, relation_required,
+                                in_primary_key));
+  d.add_column(plain_column(c::media_index, typeid(int), 0, not_null));
+  d.add_clustered_index("tag_to_media_table_tag_clustered_index",
+                        {c::tag_id, c::media_id, c::media_index});
+  d.add_clustered_index("tag_to_media_table_media_clustered_index", {c::media_id, c::tag_id});
+  return d;
+}
+
+dbl::table_description media_stack_to_media_table_description() {
+  dbl::table_description d(t::media_stack_to_media_table, no_auto_id);
+  d.add_column(reference_column(c::stack_tag_id, tag_table_description(), c::id, relation_required,
+                                in_primary_key));
+  d.add_column(reference_column(c::media_id, media_table_description(), c::id, relation_required,
+                                in_primary_key));
+  d.add_column(plain_column(c::media_index, typeid(int), 0, not_null));
+  d.add_clustered_index("media_stack_to_media_table_media_clustered_index",
+                        {c::media_id, c::stack_tag_id});
+  d.add_clustered_index("media_stack_to_media_table_stack_clustered_index",
+                        {c::stack_tag_id, c::media_index, c::media_id});
+  return d;
+}
+
+dbl::table_description version_stack_to_media_table_description() {
+  dbl::table_description d(t::version_stack_to_media_table, no_auto_id);
+  d.add_column(reference_column(c::stack_tag_id, tag_table_description(), c::id, relation_required,
+                                in_primary_key));
+  d.add_column(reference_column(c::media_id, media_table_description(), c::id, relation_required,
+                                in_primary_key));
+  d.add_column(plain_column(c::media_index, typeid(int), 0, not_null));
+  d.add_column(plain_column(c::parent_id, typeid(int), 0, not_null));
+  d.add_clustered_index("version_stack_to_media_table_media_clustered_index",
+                        {c::media_id, c::stack_tag_id});
+  d.add_clustered_index("version_stack_to_media_table_stack_clustered_index",
+                        {c::stack_tag_id, c::media_index, c::media_id});
+  return d;
+}
+
+dbl::table_description media_stack_sort_table_description() {
+  return stack_sort_table(t::media_stack_sort_table);
+}
+
+dbl::table_description version_stack_sort_table_description() {
+  return stack_sort_table(t::version_stack_sort_table);
+}
+
+dbl::table_description metadata_description_table_description() {
+  dbl::table_description d(t::metadata_description_table, auto_id);
+  d.add_column(plain_column(c::identifier, typeid(std::string), 255, not_null));
+  d.add_column(plain_column(c::data_type, typeid(std::string), 32, not_null));
+  d.add_column(plain_column(c::association_type, typeid(std::string), 32, not_null));
+  d.add_column(plain_column(c::can_have_multiple_items, typeid(bool), 0, not_null));
+  return d;
+}
+
+dbl::table_description metadata_string_table_description() {
+  return metadata_value_table(t::metadata_string_table, typeid(std::string), 4096,
+                              "metadata_string_table_value_index", true);
+}
+
+dbl::table_description metadata_integer_table_description() {
+  return metadata_value_table(t::metadata_integer_table, typeid(std::int64_t), 0,
+                              "metadata_integer_table_value_index", true);
+}
+
+dbl::table_description metadata_decimal_table_description() {
+  return metadata_value_table(t::metadata_decimal_table, typeid(double), 0,
+                              "metadata_decimal_table_index", true);
+}
+
+dbl::table_description metadata_date_time_table_description() {
+  return metadata_value_table(t::metadata_date_time_table, typeid(ptime), 0,
+                              "metadata_date_time_table_index", true);
+}
+
+dbl::table_description metadata_blob_table_description() {
+  return metadata_value_table(t::metadata_blob_table, typeid(dbl::blob), 4096,
+                              "metadata_blob_table_index", false);
+}
+
+dbl::table_description media_to_metadata_table_description() {
+  dbl::table_description d(t::media_to_metadata_table, no_auto_id);
+  d.add_column(reference_column(c::media_id, media_table_description(), c::id, relation_required,
+                                in_primary_key));
+  d.add_column(plain_column(c::metadata_id, typeid(std::int64_t), 0, not_null, in_primary_key));
+  d.add_clustered_index("media_to_metadata_table_media_clustered_index",
+                        {c::media_id, c::metadata_id});
+  d.add_clustered_index("media_to_metadata_table_metadata_clustered_index",
+                        {c::metadata_id, c::media_id});
+  return d;
+}
+
+dbl::table_description tag_to_metadata_table_description() {
+  dbl::table_description d(t::tag_to_metadata_table, no_auto_id);
+  d.add_column(reference_column(c::tag_id, tag_table_description(), c::id, relation_required,
+                                in_primary_key));
+  d.add_column(plain_column(c::metadata_id, typeid(std::int64_t), 0, not_null, in_primary_key));
+  d.add_clustered_index("tag_to_metadata_table_tag_clustered_index", {c::tag_id, c::metadata_id});
+  d.add_clustered_index("tag_to_metadata_table_metadata_clustered_index",
+                        {c::metadata_id, c::tag_id});
+  return d;
+}
+
+schema_generation current_generation() {
+  return {current_schema_version,
+          {version_table_description(),
+           change_table_description(),
+           db_change_timestamp_table_description(),
+           volume_table_description(),
+           rendition_description_table_description(),
+           rendition_to_master_table_description(),
+           media_table_description(),
+           tag_table_description(),
+           tag_to_media_table_description(),
+           media_stack_to_media_table_description(),
+           version_stack_to_media_table_description(),
+           media_stack_sort_table_description(),
+           version_stack_sort_table_description(),
+           metadata_description_table_description(),
+           metadata_string_table_description(),
+           metadata_integer_table_description(),
+           metadata_decimal_table_description(),
+           metadata_date_time_table_description(),
+           metadata_blob_table_description(),
+           media_to_metadata_table_description(),
+           tag_to_metadata_table_description()}};
+}
+
+}  // namespace vael::schema

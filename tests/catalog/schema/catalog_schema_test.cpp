@@ -1,0 +1,112 @@
+#include "catalog/schema/catalog_schema.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "catalog/schema/schema_v7.h"
+#include "catalog/schema/schema_v8.h"
+
+namespace {
+
+using vael::schema::schema_generation;
+
+// One line per column and index: enough to tell two descriptions apart wherever the generated
+// SQL or the layer's reference checks would differ.
+std::string signature(const dbl::table_description& d) {
+  std::string s = d.name() + (d.has_auto_id() ? " auto_id" : "") + "\n";
+  for (const dbl::column_description& c : d.columns()) {
+    s += "  " + c.name() + " " + c.type().name() + " " + std::to_string(c.width()) + " " +
+         std::to_string(c.constraint()) + (c.is_key() ? " key" : "") +
+         (c.is_indexed() ? " indexed" : "");
+    if (c.has_foreign_key()) {
+      s += " -> " + c.foreign_key().table() + "." + c.foreign_key().column().name() + " " +
+           std::to_string(c.foreign_key().relation());
+    }
+    s += "\n";
+  }
+  for (const auto& [name, columns] : d.indexes()) {
+    s += "  index " + name + " (";
+    for (const std::string& c : columns) s += c + ",";
+    s += ")\n";
+  }
+  return s;
+}
+
+std::map<std::string, std::string> signatures(const schema_generation& g) {
+  std::map<std::string, std::string> out;
+  for (const dbl::table_description& d : g.tables) out[d.name()] = signature(d);
+  return out;
+}
+
+std::vector<std::string> names(const schema_generation& g) {
+  std::vector<std::string> out;
+  for (const dbl::table_description& d : g.tables) out.push_back(d.name());
+  return out;
+}
+
+TEST(CatalogSchemaDescriptions, FrozenVersionsDifferOnlyWhereTheUpgradesSayTheyDo) {
+  const schema_generation v9 = vael::schema::current_generation();
+  const schema_generation v8 = vael::schema::v8::generation();
+  const schema_generation v7 = vael::schema::v7::generation();
+  EXPECT_EQ(v9.version, 9);
+  EXPECT_EQ(v8.version, 8);
+  EXPECT_EQ(v7.version, 7);
+  ASSERT_EQ(v9.tables.size(), 21u);
+  EXPECT_EQ(v9.tables.front().name(), "version_table");
+
+  // Version 8 is version 9 without the timestamp table, in the same order.
+  std::vector<std::string> expected_v8 = names(v9);
+  expected_v8.erase(expected_v8.begin() + 2);
+  EXPECT_EQ(names(v8), expected_v8);
+  const auto s9 = signatures(v9);
+  for (const auto& [name, sig] : signatures(v8)) EXPECT_EQ(sig, s9.at(name)) << name;
+
+  std::vector<std::string> expected_v7 = expected_v8;
+  for (const char* gone : {"rendition_description_table", "rendition_to_master_table"}) {
+    expected_v7.erase(std::find(expected_v7.begin(), expected_v7.end(), gone));
+  }
+  EXPECT_EQ(names(v7), expected_v7);
+  const std::set<std::string> changed = {"media_table", "tag_table"};
+  for (const auto& [name, sig] : signatures(v7)) {
+    if (changed.count(name) == 0) {
+      EXPECT_EQ(sig, s9.at(name)) << name;
+    }
+  }
+
+  // The two changed tables: version 9 minus the new columns and their indexes.
+  dbl::table_description media7 = vael::schema::v7::media_table_description();
+  dbl::table_description media9 = vael::schema::media_table_description();
+  EXPECT_EQ(media7.column_position("change_id"), -1);
+  EXPECT_EQ(media7.column_position("rendition_description_id"), -1);
+  EXPECT_EQ(media7.column_count() + 2, media9.column_count());
+  EXPECT_EQ(media7.indexes().count("media_table_change_id_index"), 0u);
+  EXPECT_EQ(media7.indexes().size() + 1, media9.indexes().size());
+  dbl::table_description tag7 = vael::schema::v7::tag_table_description();
+  EXPECT_EQ(tag7.column_position("change_id"), -1);
+  EXPECT_EQ(tag7.column_count() + 1, vael::schema::tag_table_description().column_count());
+  EXPECT_TRUE(tag7.indexes().empty());
+}
+
+TEST(CatalogSchemaDescriptions, ReferencesCarryTheRuleOfTheirRelation) {
+  // One-to-one side tables are UNIQUE on the reference, required references NOT NULL; both
+  // take the referenced id's kind.
+  const dbl::table_description r = vael::schema::rendition_to_master_table_description();
+  EXPECT_EQ(r.column("rendition_id").constraint(), dbl::unique);
+  EXPECT_EQ(r.column("master_id").constraint(), dbl::not_null);
+  EXPECT_TRUE(r.column("master_id").is_key());
+  EXPECT_EQ(r.column("master_id").type(), typeid(dbl::auto_id));
+  EXPECT_EQ(r.column("master_id").foreign_key().table(), "media_table");
+  const dbl::table_description sort = vael::schema::version_stack_sort_table_description();
+  EXPECT_EQ(sort.column("media_id").constraint(), dbl::unique);
+  EXPECT_EQ(sort.indexes().count("version_stack_sort_table_begin_index"), 1u);
+  // metadata_id points into one of five tables, so it has no foreign key.
+  EXPECT_FALSE(
+      vael::schema::tag_to_metadata_table_description().column("metadata_id").has_foreign_key());
+}
+
+}  // namespace
