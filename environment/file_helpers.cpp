@@ -199,6 +199,28 @@ bool CopyFile(const std::string& from, const std::string& to) {
   return true;
 }
 
+bool WriteFileAtomically(const std::string& path, const std::string& content) {
+  const std::string target = Slashes(path);
+  temp_beside temp(target);
+  if (!temp.ok()) return false;
+  for (size_t written = 0; written < content.size();) {
+    const ssize_t w = ::write(temp.fd(), content.data() + written, content.size() - written);
+    if (w < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    written += static_cast<size_t>(w);
+  }
+  // mkstemp makes the file 0600; give it what a plain create would.
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  ::fchmod(temp.fd(), 0666 & ~mask);
+  if (::fsync(temp.fd()) != 0 || !temp.close_checked()) return false;
+  if (::rename(temp.path().c_str(), target.c_str()) != 0) return false;
+  temp.release();
+  return true;
+}
+
 void MoveFileWithProgress(const std::string& from, const std::string& to,
                           const MoveProgressCallback& callback) {
   const std::string source = Slashes(from);

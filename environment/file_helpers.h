@@ -25,6 +25,10 @@ bool RemoveFolder(const std::string& path);
 // Copies a file, replacing `to`; the copy lands under a temporary name first.
 bool CopyFile(const std::string& from, const std::string& to);
 
+// Writes `content` to a temporary file beside `path` and renames it into place, so `path`
+// holds either its old or its new content. False when any step fails.
+bool WriteFileAtomically(const std::string& path, const std::string& content);
+
 // Called with bytes moved so far and the total; returning false stops the move.
 using MoveProgressCallback = std::function<bool(long long done, long long total)>;
 // Moves a file, also across file systems (copy with progress to a temporary name beside

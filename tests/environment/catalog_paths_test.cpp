@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 
+#include "environment/file_helpers.h"
 #include "tests/support/sandbox.h"
 
 namespace {
@@ -31,6 +32,78 @@ TEST(CatalogPaths, AppDataFolderFromXdgDirs) {
   EXPECT_EQ(vantor_env::GetAppDataFolder(true, "Vidalune", "14.0"), user + "Vidalune/14.0/");
   ::unsetenv("XDG_DATA_HOME");
   EXPECT_EQ(vantor_env::GetAppDataFolder(false, "P", "1"), user + "P/1/");
+}
+
+void SetCurrentCatalog(const vantor_test::sandbox& box, const std::string& folder) {
+  box.write_file("registry/HKEY_CURRENT_USER/software/norvane/tessarin/14.0.ini",
+                 "[General]\nCurrentCatalogPath=\"" + folder + "\"\n");
+}
+
+TEST(CatalogPaths, ConflictAndDeletesFoldersPerCatalog) {
+  vantor_test::sandbox box;
+  const std::string agent = box.path("home/.local/share/Norvane/Tessarin Halcyn Agent/14.0/");
+  SetCurrentCatalog(box, "/cats/One");
+  const std::string md5 = "483925f716dffc4c2b12fbda5745da7d";  // of "/cats/One"
+  const std::string base = vantor_env::GetConflictFolder(0);
+  EXPECT_EQ(base, agent + "Conflicts/" + md5 + "/halcynUserID/");
+  EXPECT_TRUE(vantor_env::FolderExists(base));
+  EXPECT_EQ(vantor_env::GetConflictFolder(42), base + "42/");
+  EXPECT_EQ(vantor_env::GetConflictFolder(0), base);
+  EXPECT_EQ(vantor_env::GetDeletesFolder(), agent + "Deletes/" + md5 + "/halcynUserID/");
+  EXPECT_TRUE(vantor_env::FolderExists(vantor_env::GetDeletesFolder()));
+
+  SetCurrentCatalog(box, "/cats/Two");
+  EXPECT_NE(vantor_env::GetConflictFolder(0), base);
+
+  SetCurrentCatalog(box, "/cats/One");
+  std::string first = "old";
+  std::string second = "old";
+  EXPECT_FALSE(vantor_env::ReadConflictInfo(7, first, second));
+  EXPECT_EQ(first, "");
+  box.write_file(base.substr(box.root().size() + 1) + "7/info.txt", "  12\tabc def\n");
+  box.write_file(base.substr(box.root().size() + 1) + "7/online.jpg", "jpg");
+  box.write_file(base.substr(box.root().size() + 1) + "7/keep.txt", "keep");
+  EXPECT_TRUE(vantor_env::ReadConflictInfo(7, first, second));
+  EXPECT_EQ(first, "12");
+  EXPECT_EQ(second, "abc");
+  vantor_env::RemoveConflictFiles(7);
+  EXPECT_FALSE(vantor_env::FileExists(base + "7/info.txt"));
+  EXPECT_FALSE(vantor_env::FileExists(base + "7/online.jpg"));
+  EXPECT_TRUE(vantor_env::FileExists(base + "7/keep.txt"));
+  vantor_env::RemoveConflictFiles(8);  // no folder: nothing happens
+}
+
+TEST(CatalogPaths, CatalogUidIsMadeOnceAndKept) {
+  vantor_test::sandbox box;
+  EXPECT_EQ(vantor_env::GetCatalogUid(), "");
+  SetCurrentCatalog(box, box.path("nowhere"));
+  EXPECT_EQ(vantor_env::GetCatalogUid(), "");
+  EXPECT_FALSE(vantor_env::FolderExists(box.path("nowhere")));
+
+  vantor_env::CreateFolder(box.path("cat"));
+  SetCurrentCatalog(box, box.path("cat"));
+  const std::string uid = vantor_env::GetCatalogUid();
+  EXPECT_EQ(uid.size(), 32u);
+  EXPECT_EQ(uid.find_first_not_of("0123456789abcdef"), std::string::npos) << uid;
+  EXPECT_EQ(vantor_test::read_file(box.path("cat/syncdb/catalog_uid.txt")), uid);
+  EXPECT_EQ(vantor_env::GetCatalogUid(), uid);
+  box.write_file("cat/syncdb/catalog_uid.txt", "from-file\nsecond line\n");
+  EXPECT_EQ(vantor_env::GetCatalogUid(), "from-file");
+
+  // Another catalog folder has another identity.
+  box.write_file("cat2/x", "");
+  SetCurrentCatalog(box, box.path("cat2"));
+  EXPECT_NE(vantor_env::GetCatalogUid(), uid);
+}
+
+TEST(CatalogPaths, FixedNames) {
+  EXPECT_EQ(vantor_env::GetSyncDbFileName(), "catalog_halcynUserID.syncdb");
+  EXPECT_EQ(vantor_env::GetSyncUserName(), "halcynUserID");
+  EXPECT_EQ(vantor_env::GetFormerAgentName(7), "tessarinsyncagent-1.0-en_us");
+  EXPECT_EQ(vantor_env::GetFormerAgentName(10), "tessarinsyncagent-4.0-en_us");
+  EXPECT_EQ(vantor_env::GetFormerAgentName(13), "tessarinhalcynagent-14.0-en_us");
+  EXPECT_EQ(vantor_env::GetFormerAgentName(14), "");
+  EXPECT_EQ(vantor_env::GetFormerAgentName(6), "");
 }
 
 }  // namespace
