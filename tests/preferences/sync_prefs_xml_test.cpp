@@ -170,7 +170,7 @@ TEST(SyncPrefsXml, DefaultTextIsReadWhole) {
 
 // Entity expansion must stop at Expat's amplification limit, cheaply, leaving the fields
 // after the fault at their defaults; a long chain of entities must not exhaust the stack.
-TEST(SyncPrefsXml, HostileEntitiesAreBounded) {
+TEST(SyncPrefsXml, HostileTextIsBounded) {
   prefs_env env;
   std::string laughs = "<!DOCTYPE syncon [<!ENTITY l0 \"lol\">";
   for (int i = 1; i <= 9; ++i) {
@@ -199,6 +199,21 @@ TEST(SyncPrefsXml, HostileEntitiesAreBounded) {
   EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 64 * 1024) << "kilobytes of peak growth";
 
   EXPECT_EQ(fields(Parse(chain)), fields(parser_defaults(env.download_path())));
+
+  // Deep nesting and a megabyte of attributes are plain XML: every start tag still counts.
+  std::string deep;
+  for (int i = 0; i < 100000; ++i) deep += "<a>";
+  deep += "<syncPDFs value=\"false\"/>";
+  std::string wide = "<restrictfilesize value=\"2\" selected=\"true\"";
+  while (wide.size() < (1 << 20)) wide += " a" + std::to_string(wide.size()) + "=\"false\"";
+  wide += "/>";
+  expected = parser_defaults(env.download_path());
+  expected.syncPDFs = false;
+  EXPECT_EQ(fields(Parse(deep)), fields(expected));
+  expected = parser_defaults(env.download_path());
+  expected.restrictfilesize = 2;
+  expected.restrictfilesizeSelected = true;
+  EXPECT_EQ(fields(Parse(wide)), fields(expected));
 }
 
 TEST(SyncPrefsXml, XmlEscapeAppends) {
