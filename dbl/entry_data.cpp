@@ -130,6 +130,39 @@ std::uint64_t entry_data::as_uint64() const {
   return numeric<std::uint64_t>();
 }
 
+entry_kind kind_of(const std::type_info& t) noexcept {
+  struct entry {
+    const std::type_info* type;
+    entry_kind kind;
+  };
+  static const entry table[] = {
+      {&typeid(int), entry_kind::int32},
+      {&typeid(std::string), entry_kind::string},
+      {&typeid(auto_id), entry_kind::auto_id_value},
+      {&typeid(std::int64_t), entry_kind::int64},
+      {&typeid(long long), entry_kind::int64},
+      {&typeid(bool), entry_kind::boolean},
+      {&typeid(double), entry_kind::float64},
+      {&typeid(boost::posix_time::ptime), entry_kind::timestamp},
+      {&typeid(blob), entry_kind::bytes},
+      {&typeid(fixed_string), entry_kind::fixed_text},
+      {&typeid(unsigned int), entry_kind::uint32},
+      {&typeid(std::uint64_t), entry_kind::uint64},
+      {&typeid(unsigned long long), entry_kind::uint64},
+      {&typeid(short), entry_kind::int16},
+      {&typeid(unsigned short), entry_kind::uint16},
+      {&typeid(long32), entry_kind::long_value},
+      {&typeid(ulong32), entry_kind::ulong_value},
+      {&typeid(std::wstring), entry_kind::wstring},
+      {&typeid(fixed_wstring), entry_kind::fixed_wtext},
+      {&typeid(guid), entry_kind::guid_value},
+  };
+  for (const entry& e : table) {
+    if (*e.type == t) return e.kind;
+  }
+  return entry_kind::null;
+}
+
 bool operator==(const entry_data& a, const entry_data& b) {
   const entry_kind ka = a.kind();
   const entry_kind kb = b.kind();

@@ -184,4 +184,8 @@ class entry_data {
 
 using entry_data_vector = std::vector<entry_data>;
 
+// The kind that entry_data stores for values of type `t`; entry_kind::null for void and for
+// types it does not store.
+entry_kind kind_of(const std::type_info& t) noexcept;
+
 }  // namespace dbl

@@ -14,13 +14,14 @@ column_constraint constraint_of_relation(std::int32_t relation) {
 
 }  // namespace
 
-column_description::column_description() : type_(&typeid(void)) {}
+column_description::column_description() : type_(&typeid(void)), kind_(entry_kind::null) {}
 
 column_description::column_description(std::string name, const std::type_info& type,
                                        std::uint64_t width, column_constraint constraint,
                                        std::int32_t key_state, std::int32_t index_state)
     : name_(std::move(name)),
       type_(&type),
+      kind_(kind_of(type)),
       width_(width),
       constraint_(constraint),
       key_state_(key_state),
@@ -31,6 +32,7 @@ column_description::column_description(std::string name, const std::type_info& t
                                        std::int32_t key_state, std::int32_t index_state)
     : name_(std::move(name)),
       type_(&type),
+      kind_(kind_of(type)),
       width_(width),
       constraint_(not_null),
       key_state_(key_state),
@@ -41,6 +43,7 @@ column_description::column_description(std::string name, const foreign_key_descr
                                        std::int32_t key_state, std::int32_t index_state)
     : name_(std::move(name)),
       type_(&foreign_key.column().type()),
+      kind_(foreign_key.column().kind()),
       width_(foreign_key.column().width()),
       constraint_(constraint_of_relation(foreign_key.relation())),
       key_state_(key_state),

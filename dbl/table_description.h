@@ -50,6 +50,8 @@ class column_description {
 
   const std::string& name() const { return name_; }
   const std::type_info& type() const { return *type_; }
+  // The entry_data kind of type(), worked out once.
+  entry_kind kind() const { return kind_; }
   std::uint64_t width() const { return width_; }
   column_constraint constraint() const { return constraint_; }
   std::int32_t key_state() const { return key_state_; }
@@ -69,6 +71,7 @@ class column_description {
  private:
   std::string name_;
   const std::type_info* type_;
+  entry_kind kind_;
   std::uint64_t width_ = 0;
   column_constraint constraint_ = no_constraint;
   std::int32_t key_state_ = not_in_primary_key;
@@ -110,6 +113,10 @@ class table_description {
   bool has_auto_id() const { return state_->has_auto_id; }
   std::uint32_t extra() const { return state_->extra; }
   const std::vector<column_description>& columns() const { return state_->columns; }
+  // The same columns, kept alive by the returned pointer.
+  std::shared_ptr<const std::vector<column_description>> shared_columns() const {
+    return {state_, &state_->columns};
+  }
   std::size_t column_count() const { return state_->columns.size(); }
   const index_map& indexes() const { return state_->indexes; }
 

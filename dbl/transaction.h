@@ -1,0 +1,40 @@
+#pragma once
+
+#include "dbl/database.h"
+#include "dbl/undo_object.h"
+
+namespace dbl {
+
+// The one scope through which changes go. Rolls back on destruction unless end() or
+// end_with_undo() ran, so an exception half way leaves the database as it was. Transactions
+// do not nest: one per connection at a time.
+class transaction {
+ public:
+  explicit transaction(database db) : db_(std::move(db)) {}
+  // Rolls back when still open; never throws.
+  ~transaction();
+  transaction(const transaction&) = delete;
+  transaction& operator=(const transaction&) = delete;
+
+  // Opens the transaction; "BEGIN IMMEDIATE TRANSACTION" when `immediate`, which takes the
+  // write lock at once so a busy database is met here rather than half way. Unless
+  // `no_undo`, the writes are recorded for end_with_undo().
+  // Throws std::logic_error when this object began before or another transaction is open on
+  // the connection; a failure leaves no transaction.
+  void begin(save_policy_t policy = merge_policy, bool no_undo = false, bool immediate = false);
+  // Commits. On failure the transaction stays open, and the destructor rolls it back.
+  void end();
+  // Commits, then hands back what undoes the transaction. Throws std::logic_error, after the
+  // commit, when the transaction recorded no undo.
+  jtb::undo_object end_with_undo();
+  // Rolls back now. REQUIRES: is_open().
+  void rollback();
+  bool is_open() const { return open_; }
+
+ private:
+  database db_;
+  bool begun_ = false;
+  bool open_ = false;
+};
+
+}  // namespace dbl

@@ -1,0 +1,274 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <stdexcept>
+
+#include "dbl/exceptions.h"
+#include "dbl/query.h"
+#include "dbl/sqlite/collation.h"
+#include "dbl/sqlite/sqlite_database.h"
+#include "dbl/sqlite/sqlite_implementer.h"
+#include "dbl/transaction.h"
+#include "tests/support/sandbox.h"
+
+namespace dbl {
+namespace {
+
+template <typename E>
+std::string message_of(const std::function<void()>& fn) {
+  try {
+    fn();
+  } catch (const E& e) {
+    return e.what();
+  }
+  return "<no exception>";
+}
+
+// Counts to `n` inside SQLite, long enough for the progress handler to run many times.
+const char kLongQuery[] =
+    "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c WHERE x < 300000) "
+    "SELECT max(x) FROM c";
+
+TEST(Collation, NaturalOrder) {
+  const char* const ascending[] = {"",         "1",       "01",      "2",      "2string",
+                                   "20string", "img2",    "IMG10",   "img10a", "st2ring",
+                                   "string",   "string2", "String10"};
+  const std::size_t n = std::size(ascending);
+  for (std::size_t i = 0; i < n; ++i) {
+    for (std::size_t j = 0; j < n; ++j) {
+      const int c = sqlite_util::natural_compare(ascending[i], ascending[j]);
+      const int expected = i < j ? -1 : i > j ? 1 : 0;
+      EXPECT_EQ(c < 0   ? -1
+                : c > 0 ? 1
+                        : 0,
+                expected)
+          << '"' << ascending[i] << "\" vs \"" << ascending[j] << '"';
+    }
+  }
+  EXPECT_EQ(sqlite_util::natural_compare("Photo", "photo"), 0);
+  EXPECT_LT(sqlite_util::natural_compare("a99999999999999999999999", "a100000000000000000000000"),
+            0);
+}
+
+class SqliteTest : public ::testing::Test {
+ protected:
+  std::string file() const { return box_.path("catalog.db"); }
+  vantor_test::sandbox box_;
+  sqlite_database db_{box_.path("catalog.db")};
+};
+
+TEST_F(SqliteTest, CollationInSql) {
+  query(db_, "CREATE TABLE names (n TEXT)").execute();
+  for (const char* n : {"img10", "IMG2", "img1"})
+    query(db_, "INSERT INTO names VALUES (?)").bind(n).execute();
+  query q(db_, "SELECT n FROM names ORDER BY n COLLATE i18n_collate");
+  q.add_column("n", typeid(std::string), 255);
+  std::vector<std::string> order;
+  for (const entry_data_vector& row : q) order.push_back(row[0].as_string());
+  EXPECT_EQ(order, (std::vector<std::string>{"img1", "IMG2", "img10"}));
+}
+
+TEST_F(SqliteTest, OpenFailureCarriesTheMessage) {
+  try {
+    sqlite_database bad(box_.path("missing/folder/x.db"));
+    FAIL() << "opened";
+  } catch (const internal_database_error& e) {
+    EXPECT_EQ(std::string(e.what()),
+              "The following sqlite error was encountered: unable to open database file");
+    EXPECT_EQ(e.code(), 14);
+  }
+}
+
+TEST_F(SqliteTest, ValuesRoundTripByDeclaredKind) {
+  query(db_,
+        "CREATE TABLE v (i INTEGER, b INTEGER, d NUMERIC, t TEXT, f TEXT, bl BLOB, "
+        "ts TEXT, big INTEGER, n INTEGER)")
+      .execute();
+  const boost::posix_time::ptime when(boost::gregorian::date(2009, 3, 4),
+                                      boost::posix_time::time_duration(5, 6, 7, 500));
+  query(db_, "INSERT INTO v VALUES (?, 2, 7, ?, ?, ?, ?, ?, ?)")
+      .bind(-5)
+      .bind("text")
+      .bind(fixed_string{8, "fix"})
+      .bind(blob{})
+      .bind(when)
+      .bind(std::int64_t{1} << 40)
+      .bind(entry_data())
+      .execute();
+  query q(db_, "SELECT * FROM v");
+  q.add_column("i", typeid(int))
+      .add_column("b", typeid(bool))
+      .add_column("d", typeid(double))
+      .add_column("t", typeid(std::string), 20)
+      .add_column("f", typeid(fixed_string), 8)
+      .add_column("bl", typeid(blob))
+      .add_column("ts", typeid(boost::posix_time::ptime))
+      .add_column("big", typeid(std::int64_t))
+      .add_column("n", typeid(int));
+  const entry_data_vector row = q.first_row();
+  EXPECT_EQ(row[0], entry_data(-5));
+  EXPECT_EQ(row[1].type(), typeid(bool));
+  EXPECT_TRUE(row[1].as_bool());
+  EXPECT_EQ(row[2].type(), typeid(double));
+  EXPECT_EQ(row[3].as_string(), "text");
+  EXPECT_EQ(row[4].as_fixed_string().width, 8u);
+  EXPECT_EQ(row[4].as_fixed_string().value, "fix");
+  EXPECT_EQ(row[5].type(), typeid(blob));
+  EXPECT_TRUE(row[5].as_blob().empty());
+  EXPECT_EQ(row[6].as_ptime(), when);
+  EXPECT_EQ(row[7].as_int64(), std::int64_t{1} << 40);
+  EXPECT_TRUE(row[8].is_null());
+  EXPECT_EQ(query(db_, "SELECT ts FROM v").add_column("ts", typeid(std::string)).first_row()[0],
+            entry_data("2009-03-04T05:06:07.000500"));
+
+  query wrong(db_, "SELECT i, b FROM v");
+  wrong.add_column("i", typeid(int));
+  EXPECT_EQ(message_of<std::logic_error>([&] { wrong.first_row(); }),
+            "Could not read the result from the sqlite database, because there was an "
+            "unexpected number of result entries for this row.");
+  EXPECT_EQ(message_of<std::logic_error>([&] {
+              query(db_, "SELECT i FROM v WHERE i = 0").add_column("i", typeid(int)).first_row();
+            }),
+            "There were no results for the query:\nSELECT i FROM v WHERE i = 0");
+}
+
+TEST_F(SqliteTest, IterationAndErrors) {
+  query(db_, "CREATE TABLE n (x INTEGER UNIQUE)").execute();
+  query(db_, "INSERT INTO n VALUES (?)").execute_for_ints({3, 1, 2});
+  query q(db_, "SELECT x FROM n ORDER BY x");
+  q.add_column("x", typeid(int));
+  EXPECT_EQ(q.select_ints(), (std::vector<int>{1, 2, 3}));
+  auto it = q.begin();
+  EXPECT_EQ(it.column_index("x"), 0);
+  EXPECT_EQ(message_of<std::logic_error>([&] { it.column_index("y"); }),
+            "The column y is not a valid result of this query.");
+  ++it;
+  ++it;
+  ++it;
+  EXPECT_TRUE(it == q.end());
+  EXPECT_EQ(message_of<std::logic_error>([&] { ++it; }),
+            "An attempt to advance a query that had no more results was made.");
+
+  const auto duplicate = [&] { query(db_, "INSERT INTO n VALUES (1)").execute(); };
+  EXPECT_EQ(message_of<internal_database_error>(duplicate),
+            "An error was encountered in the sqlite database: UNIQUE constraint failed: n.x");
+  EXPECT_THROW(query(db_, "SELEC nonsense").execute(), internal_database_error);
+}
+
+TEST_F(SqliteTest, StatementCachesAreFifoAndNeverShareALiveStatement) {
+  auto& impl = static_cast<sqlite_implementer&>(db_.implementer());
+  query(db_, "CREATE TABLE n (x INTEGER)").execute();
+  query(db_, "INSERT INTO n VALUES (?)").execute_for_ints({1, 2});
+  for (int i = 0; i < 25; ++i) query(db_, "SELECT " + std::to_string(i)).execute();
+  EXPECT_EQ(impl.cached_statements(false), 20u);
+  for (int i = 0; i < 25; ++i) query(db_, "SELECT " + std::to_string(i), true).execute();
+  EXPECT_EQ(impl.cached_statements(true), 25u);
+
+  // The same text run again while its first result is still open gets its own statement.
+  query q(db_, "SELECT x FROM n ORDER BY x");
+  q.add_column("x", typeid(int));
+  int pairs = 0;
+  for (const auto& outer : q) {
+    for (const auto& inner : q) {
+      (void)inner;
+      ++pairs;
+    }
+    EXPECT_FALSE(outer.empty());
+  }
+  EXPECT_EQ(pairs, 4);
+}
+
+TEST_F(SqliteTest, SchemaChangeExpiresAPreparedStatement) {
+  query(db_, "CREATE TABLE n (x INTEGER)").execute();
+  auto& impl = static_cast<sqlite_implementer&>(db_.implementer());
+  auto held = impl.prepare("SELECT x FROM n");
+  query cached(db_, "SELECT x FROM n");
+  cached.add_column("x", typeid(int));
+  EXPECT_TRUE(cached.select_ints().empty());
+
+  sqlite_database other(file());
+  query(other, "CREATE TABLE m (y INTEGER)").execute();
+
+  auto& statement = static_cast<sqlite_util::statement&>(*held);
+  EXPECT_THROW(statement.step(), prepared_query_expired_error);
+  EXPECT_FALSE(statement.is_valid());
+  EXPECT_EQ(message_of<prepared_query_expired_error>([&] { statement.handle(); }),
+            "A prepared query could not be executed because it needs to be re-prepared.");
+  // Cached statements are compiled again before their first row.
+  EXPECT_TRUE(cached.select_ints().empty());
+}
+
+TEST_F(SqliteTest, BusyHandlerRetriesUpToTheLimitAndBlocksReentry) {
+  query(db_, "CREATE TABLE n (x INTEGER)").execute();
+  sqlite_database other(file());
+  transaction holder(other);
+  holder.begin(merge_policy, true, true);
+
+  EXPECT_EQ(
+      message_of<database_busy_error>([&] { transaction(db_).begin(merge_policy, true, true); }),
+      "The sqlite database is busy or locked.  This operation may be successful if it is "
+      "attempted again.");
+
+  int highest = -1;
+  std::string reentry;
+  db_.set_busy_callback([&](int count) {
+    highest = count;
+    if (count == 0) {
+      reentry = message_of<database_busy_error>([&] { query(db_, "SELECT 1").execute(); });
+    }
+    return true;
+  });
+  EXPECT_THROW(transaction(db_).begin(merge_policy, true, true), database_busy_error);
+  EXPECT_EQ(highest, 10000);
+  EXPECT_EQ(reentry,
+            "The database has been blocked from executing additional sql statements while it "
+            "resolves a busy handler from another statement.");
+  EXPECT_FALSE(db_.in_transaction());
+
+  // An exception from the callback stops the wait and reaches the caller unchanged.
+  db_.set_busy_callback([](int) -> bool { throw std::runtime_error("give up"); });
+  EXPECT_EQ(
+      message_of<std::runtime_error>([&] { transaction(db_).begin(merge_policy, true, true); }),
+      "give up");
+
+  holder.end();
+  db_.set_busy_callback([](int) { return false; });
+  transaction t(db_);
+  t.begin(merge_policy, true, true);
+  t.end();
+}
+
+TEST_F(SqliteTest, CancelCallbacksInterruptALongQuery) {
+  query q(db_, kLongQuery);
+  q.add_column("m", typeid(int));
+  int calls = 0;
+  EXPECT_FALSE(db_.has_cancel_callback());
+  EXPECT_EQ(message_of<std::logic_error>([&] { db_.current_cancel_callback(); }),
+            "There is no callback currently set");
+  {
+    sqlite_util::scoped_cancel_callback outer(db_, [&] {
+      ++calls;
+      return jtb::progress_continue;
+    });
+    {
+      sqlite_util::scoped_cancel_callback inner(db_, [&] {
+        return calls > 10 ? jtb::progress_cancel : (++calls, jtb::progress_continue);
+      });
+      EXPECT_THROW(q.first_row(), cancel_error);
+    }
+    // The first callback is in force again and lets the query finish.
+    EXPECT_TRUE(db_.has_cancel_callback());
+    const int before = calls;
+    EXPECT_EQ(q.first_row()[0].as_int(), 300000);
+    EXPECT_GT(calls, before);
+  }
+  EXPECT_FALSE(db_.has_cancel_callback());
+  EXPECT_EQ(q.first_row()[0].as_int(), 300000);
+
+  sqlite_util::scoped_cancel_callback throwing(
+      db_, []() -> jtb::progress_result { throw std::out_of_range("from the callback"); });
+  EXPECT_EQ(message_of<std::out_of_range>([&] { q.first_row(); }), "from the callback");
+}
+
+}  // namespace
+}  // namespace dbl
