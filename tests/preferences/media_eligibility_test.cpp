@@ -38,11 +38,9 @@ TEST(MediaEligibility, PreferencesDecide) {
       {"ombra is an image", without(&SyncPrefs::syncPhotos), 1, "application/vnd.norvane.ombra",
        false},
       {"omb is a creation", without(&SyncPrefs::syncCreations), 1, "application/omb", false},
-      {"omb, photos off", without(&SyncPrefs::syncPhotos), 1, "application/omb", true},
       {"zip is a creation", without(&SyncPrefs::syncCreations), 1, "application/zip", false},
       {"empty is a creation", without(&SyncPrefs::syncCreations), 1, "", false},
       {"pdf", without(&SyncPrefs::syncPDFs), 1, "application/pdf", false},
-      {"pdf, creations off", without(&SyncPrefs::syncCreations), 1, "application/pdf", true},
       {"audio", without(&SyncPrefs::syncAudio), 1, "audio/mpeg", false},
       {"video", without(&SyncPrefs::syncVideo), 1, "video/mp4", false},
       {"main type exact", without(&SyncPrefs::syncCreations), 1, "images/png", false},
@@ -50,7 +48,6 @@ TEST(MediaEligibility, PreferencesDecide) {
       {"over the limit", limit(true, 10), 10485761, "image/png", false},
       {"limit not selected", limit(false, 10), 1LL << 40, "image/png", true},
       {"zero limit", limit(true, 0), 1LL << 40, "image/png", true},
-      {"negative limit", limit(true, -1), 1LL << 40, "image/png", true},
       {"fractional limit", limit(true, 0.5), 524289, "image/png", false},
   };
   for (const auto& c : cases) {
