@@ -1,8 +1,35 @@
+#include <exception>
 #include <iostream>
+#include <string>
+#include <vector>
+
+#include "tools/vantor/command.h"
+#include "tools/vantor/commands.h"
+
+namespace {
+
+vantor_cli::command root_command() {
+  vantor_cli::command root;
+  root.name = "vantor";
+  root.summary = "Drives the Vantor library the way a host does: preferences, settings, catalogs.";
+  root.details =
+      "Settings live under $VANTOR_SETTINGS_ROOT (default: $XDG_CONFIG_HOME/norvane/registry).\n"
+      "Exit status: 0 on success, 1 for a 'no' answer, 2 on any error.";
+  root.children = {vantor_cli::prefs_command(), vantor_cli::eligible_command(),
+                   vantor_cli::settings_command(), vantor_cli::sync_catalog_command()};
+  return root;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
-  (void)argc;
-  (void)argv;
-  std::cout << "usage: vantor COMMAND [ARGS...]\n";
-  return 0;
+  const std::vector<std::string> words(argv + 1, argv + argc);
+  try {
+    return vantor_cli::dispatch(root_command(), words, "vantor");
+  } catch (const vantor_cli::usage_error& e) {
+    std::cerr << "vantor: " << e.what() << "\nTry 'vantor --help'.\n";
+  } catch (const std::exception& e) {
+    std::cerr << "vantor: " << e.what() << "\n";
+  }
+  return 2;
 }

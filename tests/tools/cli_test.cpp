@@ -1,0 +1,130 @@
+// The CLI as a user runs it: a real process in a sandboxed environment.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "tests/support/sandbox.h"
+
+namespace {
+
+struct run_result {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+std::string quote(const std::string& word) {
+  std::string quoted = "'";
+  for (char c : word) {
+    if (c == '\'') {
+      quoted += "'\\''";
+    } else {
+      quoted += c;
+    }
+  }
+  return quoted + "'";
+}
+
+class CliTest : public ::testing::Test {
+ protected:
+  run_result run(const std::vector<std::string>& args, const std::string& input = {}) {
+    box_.write_file("stdin", input);
+    std::string command = quote(VANTOR_CLI_PATH);
+    for (const std::string& arg : args) command += " " + quote(arg);
+    command += " <" + quote(box_.path("stdin")) + " >" + quote(box_.path("stdout")) + " 2>" +
+               quote(box_.path("stderr"));
+    const int raw = std::system(command.c_str());
+    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, vantor_test::read_file(box_.path("stdout")),
+            vantor_test::read_file(box_.path("stderr"))};
+  }
+
+  vantor_test::sandbox box_;
+};
+
+TEST_F(CliTest, HelpAtEveryLevelAndErrorsGoToStandardError) {
+  const run_result top = run({"--help"});
+  EXPECT_EQ(top.status, 0);
+  for (const char* name : {"prefs", "eligible", "settings", "sync-catalog"}) {
+    EXPECT_NE(top.out.find(name), std::string::npos) << name;
+  }
+  const run_result leaf = run({"prefs", "write", "--help"});
+  EXPECT_EQ(leaf.status, 0);
+  EXPECT_NE(leaf.out.find("usage: vantor prefs write --folder F"), std::string::npos);
+
+  const run_result unknown = run({"prefs", "shwo"});
+  EXPECT_EQ(unknown.status, 2);
+  EXPECT_TRUE(unknown.out.empty());
+  EXPECT_NE(unknown.err.find("unknown command 'shwo'"), std::string::npos) << unknown.err;
+
+  const run_result bad_option = run({"eligible", "--size", "ten", "--mime", "image/png"});
+  EXPECT_EQ(bad_option.status, 2);
+  EXPECT_NE(bad_option.err.find("--size must be a whole number"), std::string::npos);
+}
+
+TEST_F(CliTest, WrittenPreferencesShowAndDecideEligibility) {
+  const std::string folder = box_.path("catalog");
+  ASSERT_EQ(run({"prefs", "write", "--folder", folder}).status, 2) << "folder does not exist yet";
+  box_.write_file("catalog/.keep", "");
+  const run_result write =
+      run({"prefs", "write", "--folder", folder, "--user", "u1", "syncon=true",
+           "restrictfilesizeSelected=true", "restrictfilesize=10", "syncPhotos=false"});
+  ASSERT_EQ(write.status, 0) << write.err;
+  const std::string file = folder + "/syncdb/u1.pref";
+
+  const run_result show = run({"prefs", "show", file});
+  ASSERT_EQ(show.status, 0) << show.err;
+  EXPECT_NE(show.out.find("syncon = true\n"), std::string::npos) << show.out;
+  EXPECT_NE(show.out.find("syncPhotos = false\n"), std::string::npos);
+  EXPECT_NE(show.out.find("restrictfilesize = 10\n"), std::string::npos);
+  EXPECT_NE(show.out.find("deleteMediaPref = 1\n"), std::string::npos) << "parser default";
+
+  const run_result from_stdin = run({"prefs", "show"}, "<version value=\"12\"/>");
+  EXPECT_NE(from_stdin.out.find("version = 12\n"), std::string::npos) << from_stdin.out;
+
+  struct {
+    const char* size;
+    const char* mime;
+    int status;
+    const char* answer;
+  } const cases[] = {
+      {"10485760", "video/mp4", 0, "yes\n"},  // exactly the limit passes
+      {"10485761", "video/mp4", 1, "no\n"},   // one byte over
+      {"100", "image/jpeg", 1, "no\n"},       // photos switched off
+      {"100", "application/zip", 1, "no\n"},  // creations off by default
+  };
+  for (const auto& c : cases) {
+    const run_result r = run({"eligible", "--prefs", file, "--size", c.size, "--mime", c.mime});
+    EXPECT_EQ(r.status, c.status) << c.size << " " << c.mime << ": " << r.err;
+    EXPECT_EQ(r.out, c.answer) << c.size << " " << c.mime;
+  }
+  EXPECT_EQ(run({"prefs", "write", "--folder", folder, "syncon=maybe"}).status, 2);
+  EXPECT_EQ(run({"prefs", "write", "--folder", folder, "nosuchfield=1"}).status, 2);
+}
+
+TEST_F(CliTest, SettingsAndSyncCatalogRoundTrip) {
+  ASSERT_EQ(run({"settings", "set", "software\\norvane\\tessarin\\14.0", "CurrentCatalogPath",
+                 "/photos/a,b"})
+                .status,
+            0);
+  const run_result get =
+      run({"settings", "get", "software\\norvane\\tessarin\\14.0", "CurrentCatalogPath"});
+  EXPECT_EQ(get.status, 0) << get.err;
+  EXPECT_EQ(get.out, "/photos/a,b\n");
+  EXPECT_EQ(run({"settings", "get", "--machine", "software\\norvane\\tessarin\\14.0",
+                 "CurrentCatalogPath"})
+                .status,
+            2)
+      << "the machine's hive is another store";
+
+  EXPECT_EQ(run({"sync-catalog"}).out, "\n");
+  ASSERT_EQ(run({"sync-catalog", "set", "/photos/main/"}).status, 0);
+  EXPECT_EQ(run({"sync-catalog"}).out, "/photos/main/\n");
+  const std::string store =
+      vantor_test::read_file(box_.path("registry/HKEY_CURRENT_USER/software/norvane/Strand.ini"));
+  EXPECT_NE(store.find("OMB10SyncCatalogPath=/photos/main/"), std::string::npos) << store;
+}
+
+}  // namespace

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "tools/vantor/command.h"
+
+namespace vantor_cli {
+
+// The top-level commands, one family per source file.
+command prefs_command();
+command eligible_command();
+command settings_command();
+command sync_catalog_command();
+
+}  // namespace vantor_cli
