@@ -123,6 +123,10 @@ TEST(PrefFiles, ReadOrCreateSyncPref) {
   EXPECT_EQ(vantor_prefs::ReadOrCreateSyncPref(out, "", folder), VTL::success);
   EXPECT_EQ(out, "kept:" + defaults);
   EXPECT_EQ(read_file(folder + "syncdb/sync.pref"), defaults);
+  // No separator is added: a folder without one gets a sibling "<name>syncdb".
+  fs::create_directories(env.box().path("bare"));
+  EXPECT_EQ(vantor_prefs::ReadOrCreateSyncPref(out, "", env.box().path("bare")), VTL::success);
+  EXPECT_TRUE(fs::exists(env.box().path("baresyncdb/sync.pref")));
 
   // An existing file gives its first line only, line end included.
   env.box().write_file("cat/syncdb/sync.pref", "<syncon value=\"true\"/>\nsecond");
