@@ -1,0 +1,185 @@
+#include "dbl/database.h"
+
+#include <gtest/gtest.h>
+
+#include "dbl/exceptions.h"
+#include "dbl/query.h"
+#include "dbl/record.h"
+#include "dbl/sqlite/sqlite_database.h"
+#include "dbl/temporary_table.h"
+#include "dbl/transaction.h"
+#include "tests/dbl/dbl_test_util.h"
+#include "tests/support/sandbox.h"
+
+namespace dbl {
+namespace {
+
+using dbl_test::message_of;
+
+class DatabaseTest : public ::testing::Test {
+ protected:
+  DatabaseTest() { db_.create_table(tags_); }
+
+  int stored_counter(database db) {
+    return query(db, "SELECT last_assigned_id FROM _dbl_auto_id_table").select_ints().at(0);
+  }
+  int insert_tag(const std::string& name) {
+    record r(db_, tags_);
+    r["name"] = entry_data(name);
+    r["flag"] = entry_data(0);
+    r.save();
+    return r.id();
+  }
+
+  vantor_test::sandbox box_;
+  sqlite_database db_{box_.path("d.db")};
+  table_description tags_ = dbl_test::tag_table();
+};
+
+TEST_F(DatabaseTest, TransactionsDoNotNestAndRollBackOnScopeExit) {
+  EXPECT_EQ(message_of<std::logic_error>([&] { db_.save_policy(); }),
+            "Attempted to get the save policy for the current transaction, but there is no "
+            "transaction open.");
+  {
+    transaction t(db_);
+    t.begin(strict_policy);
+    EXPECT_EQ(db_.save_policy(), strict_policy);
+    insert_tag("lost");
+    EXPECT_EQ(message_of<std::logic_error>([&] { transaction(db_).begin(); }),
+              "There is already a transaction opened.  Transactions cannot be nested.");
+    EXPECT_TRUE(db_.in_transaction());
+  }
+  EXPECT_FALSE(db_.in_transaction());
+  EXPECT_EQ(query(db_, "SELECT COUNT(*) FROM tag_table").select_ints().at(0), 0);
+
+  transaction no_undo(db_);
+  no_undo.begin(merge_policy, true);
+  insert_tag("kept");
+  EXPECT_EQ(message_of<std::logic_error>([&] { no_undo.end_with_undo(); }),
+            "Cannot create an undo_object with a null implementer.");
+  sqlite_database other(box_.path("d.db"));
+  EXPECT_EQ(query(other, "SELECT COUNT(*) FROM tag_table").select_ints().at(0), 1);
+}
+
+TEST_F(DatabaseTest, AutoIdsAreReadOncePerTransactionAndGivenBackByRollback) {
+  EXPECT_EQ(stored_counter(db_), 0);
+  {
+    transaction t(db_);
+    t.begin();
+    EXPECT_EQ(insert_tag("a"), 1);
+    // The counter is held by the connection until the end: the row is not read again.
+    query(db_, "UPDATE _dbl_auto_id_table SET last_assigned_id = 100").execute();
+    EXPECT_EQ(insert_tag("b"), 2);
+    t.end();
+  }
+  EXPECT_EQ(stored_counter(db_), 2);
+  {
+    transaction t(db_);
+    t.begin();
+    EXPECT_EQ(insert_tag("c"), 3);
+    t.rollback();
+  }
+  transaction t(db_);
+  t.begin();
+  EXPECT_EQ(insert_tag("c"), 3);
+  t.end();
+
+  // A second connection that registers the table finds the counter where it was.
+  sqlite_database other(box_.path("d.db"));
+  other.register_table(tags_);
+  transaction o(other);
+  o.begin(merge_policy, true, true);
+  record r(other, tags_);
+  r["name"] = entry_data("d");
+  r["flag"] = entry_data(0);
+  r.save();
+  o.end();
+  EXPECT_EQ(r.id(), 4);
+}
+
+TEST_F(DatabaseTest, ClosedHandlesAndTables) {
+  EXPECT_TRUE(db_.table_exists("tag_table"));
+  EXPECT_TRUE(db_.table_exists("_dbl_auto_id_table"));
+  EXPECT_FALSE(db_.table_exists("nope"));
+  EXPECT_EQ(db_.unique_table_name("_dbl_temp"), "_dbl_temp1");
+  EXPECT_EQ(db_.unique_table_name("_dbl_temp"), "_dbl_temp2");
+  EXPECT_EQ(message_of<std::logic_error>([&] { db_.busy_callback(); }),
+            "There is no busy callback method set on this database connection.");
+  {
+    table_description scratch(db_.unique_table_name("_dbl_temp"), 1);
+    scratch.add_column(
+        column_description("id", typeid(int), 0, not_null, in_primary_key, not_indexed));
+    temporary_table_scope scope(db_, scratch);
+    query(db_, "INSERT INTO " + scope.name() + " (id) VALUES (?)").execute_for_ints({4, 5});
+    EXPECT_EQ(query(db_, "SELECT id FROM " + scope.name()).select_ints().size(), 2u);
+  }
+  EXPECT_THROW(query(db_, "SELECT id FROM _dbl_temp3").execute(), internal_database_error);
+  EXPECT_THROW(db_.get_table("_dbl_temp3"), std::logic_error);
+
+  db_.drop_table("tag_table");
+  EXPECT_EQ(message_of<std::logic_error>([&] { db_.get_table("tag_table"); }),
+            "There is not a table with the requested name in the database.");
+
+  database copy = db_;
+  db_.close();
+  EXPECT_EQ(message_of<database_connection_error>([&] { copy.table_exists("x"); }),
+            "The connection to the database has already been closed.");
+  EXPECT_THROW(query(copy, "SELECT 1").execute(), database_connection_error);
+  EXPECT_THROW(transaction(copy).begin(), database_connection_error);
+}
+
+// Stands in for the undoer of undo tables: notes what the writes report.
+class noting_undoer : public transaction_undoer {
+ public:
+  void add_insert(const table_description&, const entry_data_vector& row) override {
+    notes.push_back("insert " + row[1].as_string());
+  }
+  void add_update(const table_description&, const entry_data_vector& updated,
+                  const entry_data_vector& original) override {
+    notes.push_back("update flag " + std::to_string(original[3].as_int()) + "->" +
+                    std::to_string(updated[3].as_int()));
+  }
+  void add_delete(const table_description&, const entry_data_vector& row) override {
+    notes.push_back("delete " + row[1].as_string());
+  }
+  void undo() override {}
+  void redo() override {}
+  std::vector<std::string> notes;
+};
+
+TEST_F(DatabaseTest, UndoerHookSeesEveryWriteOfAnUndoTransaction) {
+  std::shared_ptr<noting_undoer> made;
+  db_.implementer().set_undoer_factory([&](database) {
+    made = std::make_shared<noting_undoer>();
+    return made;
+  });
+  const int id = [&] {
+    transaction t(db_);
+    t.begin(merge_policy, true);
+    const int first = insert_tag("a");
+    t.end();
+    return first;
+  }();
+  EXPECT_EQ(made, nullptr);
+
+  record r(db_, tags_, id);
+  sqlite_database other(box_.path("d.db"));
+  query(other, "UPDATE tag_table SET name = 'b', flag = 9").execute();
+  transaction t(db_);
+  t.begin(merge_policy);
+  r["flag"] = entry_data(1);
+  r.save();
+  r.remove();
+  insert_tag("c");
+  record quiet(db_, tags_);
+  quiet["name"] = entry_data("not noted");
+  quiet["flag"] = entry_data(0);
+  quiet.save(true);
+  const jtb::undo_object undo = t.end_with_undo();
+  EXPECT_EQ(undo.implementer(), made);
+  // The merge refresh shows the undo record the other writer's value of the changed column.
+  EXPECT_EQ(made->notes, (std::vector<std::string>{"update flag 9->1", "delete b", "insert c"}));
+}
+
+}  // namespace
+}  // namespace dbl

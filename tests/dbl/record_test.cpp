@@ -1,0 +1,140 @@
+#include "dbl/record.h"
+
+#include <gtest/gtest.h>
+
+#include "dbl/exceptions.h"
+#include "dbl/query.h"
+#include "dbl/sqlite/sqlite_database.h"
+#include "dbl/transaction.h"
+#include "tests/dbl/dbl_test_util.h"
+#include "tests/support/sandbox.h"
+
+namespace dbl {
+namespace {
+
+using dbl_test::message_of;
+
+class RecordTest : public ::testing::Test {
+ protected:
+  RecordTest() { db_.create_table(tags_); }
+
+  // Saves a new tag in its own transaction and returns its id.
+  int add_tag(const std::string& name, entry_data parent = entry_data()) {
+    transaction t(db_);
+    t.begin();
+    record r(db_, tags_);
+    r["name"] = entry_data(name);
+    r["parent_id"] = parent;
+    r["flag"] = entry_data(0);
+    r.save();
+    t.end();
+    return r.id();
+  }
+
+  int count(database db) { return query(db, "SELECT COUNT(*) FROM tag_table").select_ints().at(0); }
+
+  vantor_test::sandbox box_;
+  sqlite_database db_{box_.path("r.db")};
+  table_description tags_ = dbl_test::tag_table();
+};
+
+TEST_F(RecordTest, InsertThenUpdateThenReload) {
+  transaction t(db_);
+  t.begin();
+  record r(db_, tags_);
+  r["name"] = entry_data("first");
+  r["flag"] = entry_data(0);
+  r.save();
+  EXPECT_EQ(r.id(), 1);
+  EXPECT_TRUE(r.in_database());
+  r["name"] = entry_data("renamed");
+  r.save();
+  t.end();
+  EXPECT_EQ(count(db_), 1);
+  const record loaded(db_, tags_, 1);
+  EXPECT_EQ(loaded.get("name"), entry_data("renamed"));
+  EXPECT_EQ(loaded.get("id"), entry_data(1));
+  EXPECT_TRUE(loaded.get("parent_id").is_null());
+
+  EXPECT_EQ(message_of<std::logic_error>([&] { record(db_, tags_, 99); }),
+            "There were no results for the query:\nSELECT * FROM tag_table WHERE id = :auto_id "
+            "LIMIT 1");
+  EXPECT_EQ(message_of<std::logic_error>([&] { loaded.get("nope"); }),
+            "The column requested is not valid for this record.");
+  EXPECT_EQ(message_of<std::logic_error>([&] { record(db_, tags_, entry_data_vector(2), true); }),
+            "Could not create the record because the default data did not have the right "
+            "number of entries.");
+}
+
+TEST_F(RecordTest, SaveNeedsATransactionAndWritesOnlyChanges) {
+  const int id = add_tag("a");
+  record r(db_, tags_, id);
+  EXPECT_EQ(message_of<std::logic_error>([&] { r.save(); }),
+            "Can't save a record when not in a transaction");
+  EXPECT_EQ(message_of<std::logic_error>([&] { r.remove(); }),
+            "Can't save a record when not in a transaction");
+
+  // Another writer renames the tag. An unchanged save issues no statement, so even the
+  // strict policy does not notice.
+  sqlite_database other(box_.path("r.db"));
+  query(other, "UPDATE tag_table SET name = 'x'").execute();
+  transaction t(db_);
+  t.begin(strict_policy);
+  r.save();
+  r["name"] = entry_data("b");
+  EXPECT_THROW(r.save(), record_changed_error);
+  EXPECT_EQ(r.original_values()[1], entry_data("a"));
+  t.rollback();
+
+  // Under merge only the columns this save changed are written; the other writer's name
+  // stays.
+  r["name"] = entry_data("a");
+  r["flag"] = entry_data(5);
+  transaction merge(db_);
+  merge.begin(merge_policy);
+  r.save();
+  merge.end();
+  const record now(db_, tags_, id);
+  EXPECT_EQ(now.get("name"), entry_data("x"));
+  EXPECT_EQ(now.get("flag"), entry_data(5));
+
+  query(other, "DELETE FROM tag_table").execute();
+  transaction gone(db_);
+  gone.begin(merge_policy);
+  r["name"] = entry_data("c");
+  EXPECT_EQ(message_of<record_changed_error>([&] { r.save(); }),
+            "The record has changed or been deleted from the database since it was created, "
+            "and could not be saved.");
+}
+
+TEST_F(RecordTest, RemoveChecksReferencesOrCascades) {
+  const int root = add_tag("root");
+  const int child = add_tag("child", entry_data(root));
+  add_tag("grandchild", entry_data(child));
+  add_tag("other");
+
+  transaction t(db_);
+  t.begin();
+  record r(db_, tags_, root);
+  EXPECT_EQ(message_of<record_has_foreign_references_error>([&] { r.remove(true); }),
+            "The record could not be removed.  There were existing references to the record in "
+            "the database.");
+  EXPECT_EQ(count(db_), 4);
+  r.remove(false);
+  t.end();
+  EXPECT_EQ(query(db_, "SELECT name FROM tag_table")
+                .add_column("name", typeid(std::string))
+                .first_row()[0],
+            entry_data("other"));
+  EXPECT_EQ(count(db_), 1);
+
+  // A stale record of a row that is gone.
+  transaction again(db_);
+  again.begin(strict_policy);
+  EXPECT_EQ(message_of<record_changed_error>([&] { r.remove(); }),
+            "The record has changed or has already been removed from the database since it was "
+            "created, and could not be removed.");
+}
+
+}  // namespace
+}  // namespace dbl

@@ -1,0 +1,148 @@
+#include "dbl/sql_generation.h"
+
+#include <gtest/gtest.h>
+
+#include "dbl/sqlite/sqlite_database.h"
+#include "dbl/transaction.h"
+#include "tests/dbl/dbl_test_util.h"
+#include "tests/support/sandbox.h"
+
+namespace dbl {
+namespace {
+
+using dbl_test::message_of;
+
+TEST(SqlGeneration, Texts) {
+  vantor_test::sandbox box;
+  sqlite_database db(box.path("g.db"));
+  database_implementer& impl = db.implementer();
+  const table_description tags = dbl_test::tag_table();
+  db.create_table(tags);
+
+  transaction t(db);
+  t.begin();
+  entry_data_vector fresh{entry_data(),  entry_data("a"),     entry_data(),
+                          entry_data(0), entry_data(blob{1}), entry_data()};
+  const generated_sql insert = insert_sql(impl, tags, fresh, false);
+  EXPECT_EQ(fresh[0], entry_data(1));
+  EXPECT_EQ(insert.params.size(), 4u);
+  entry_data_vector kept = fresh;
+  const generated_sql insert_kept = insert_sql(impl, tags, kept, true);
+
+  const entry_data_vector old_row{entry_data(7), entry_data("a"),    entry_data(),
+                                  entry_data(0), entry_data(blob{}), entry_data()};
+  entry_data_vector new_row = old_row;
+  new_row[1] = entry_data("b");
+  new_row[2] = entry_data(3);
+  entry_data_vector to_null = old_row;
+  to_null[1] = entry_data();
+  entry_data_vector scratch = old_row;
+
+  struct text_case {
+    const char* name;
+    std::string actual;
+    std::string expected;
+  };
+  const text_case cases[] = {
+      {"create", create_table_sql(impl, tags, false),
+       "CREATE TABLE tag_table (\n\tid INTEGER UNIQUE,\n\tname TEXT NOT NULL,\n\tparent_id "
+       "INTEGER,\n\tflag INTEGER NOT NULL,\n\tdata BLOB,\n\twhen_done TEXT\n\t,\tPRIMARY KEY "
+       "(id),\n\tFOREIGN KEY (parent_id) REFERENCES tag_table(id)\n)"},
+      {"create temporary", create_table_sql(impl, tags, true),
+       "CREATE TEMPORARY TABLE tag_table (\n\tid INTEGER UNIQUE,\n\tname TEXT NOT "
+       "NULL,\n\tparent_id INTEGER,\n\tflag INTEGER NOT NULL,\n\tdata BLOB,\n\twhen_done "
+       "TEXT\n\t,\tPRIMARY KEY (id)\n)"},
+      {"indexes",
+       [&] {
+         std::string all;
+         for (const std::string& s : create_index_sqls(tags)) all += s + ";";
+         return all;
+       }(),
+       "CREATE INDEX index_tag_table_name ON tag_table(name);CREATE INDEX "
+       "index_tag_table_parent_id ON tag_table(parent_id);CREATE INDEX tag_name_parent ON "
+       "tag_table(name, parent_id);"},
+      {"insert", insert.text,
+       "INSERT INTO tag_table\n\t(id, name, parent_id, flag, data, when_done)\n\tVALUES (? , ? "
+       ", NULL , ? , ? , NULL )\n"},
+      {"insert keeping ids", insert_kept.text,
+       "INSERT INTO tag_table\n\t(id, name, parent_id, flag, data, when_done)\n\tVALUES (? , ? "
+       ", NULL , ? , ? , NULL )\n"},
+      {"select current", select_current_sql(tags, old_row).text,
+       "SELECT * FROM tag_table\nWHERE id = ?"},
+      {"update merge",
+       (scratch = old_row, update_sql(tags, new_row, scratch, nullptr, merge_policy).text),
+       "UPDATE tag_table\nSET name = ?, parent_id = ?\nWHERE id = ?"},
+      {"update strict",
+       (scratch = old_row, update_sql(tags, new_row, scratch, nullptr, strict_policy).text),
+       "UPDATE tag_table\nSET name = ?, parent_id = ?\nWHERE id = ? AND name = ? AND parent_id "
+       "IS NULL"},
+      {"update to null",
+       (scratch = old_row, update_sql(tags, to_null, scratch, nullptr, strict_policy).text),
+       "UPDATE tag_table\nSET name = NULL\nWHERE id = ? AND name = ?"},
+      {"update unchanged",
+       (scratch = old_row, update_sql(tags, old_row, scratch, nullptr, strict_policy).text), ""},
+      {"delete merge", delete_sql(tags, old_row, merge_policy).text,
+       "DELETE FROM tag_table\nWHERE id = ?"},
+      {"delete strict", delete_sql(tags, old_row, strict_policy).text,
+       "DELETE FROM tag_table\nWHERE id = ? AND name = ? AND parent_id IS NULL AND flag = ? AND "
+       "data = ? AND when_done IS NULL"},
+      {"load by id", load_by_id_sql("tag_table"),
+       "SELECT * FROM tag_table WHERE id = :auto_id LIMIT 1"},
+      {"referrers", referrers_sql("tag_table", "parent_id"),
+       "SELECT * FROM tag_table WHERE parent_id = ?"},
+      {"fixed word",
+       impl.column_type_word(column_description("c", typeid(fixed_string), 8, no_constraint,
+                                                not_in_primary_key, not_indexed)),
+       "CHAR(8)"},
+      {"double word",
+       impl.column_type_word(column_description("c", typeid(double), 0, no_constraint,
+                                                not_in_primary_key, not_indexed)),
+       "NUMERIC"},
+  };
+  for (const text_case& c : cases) EXPECT_EQ(c.actual, c.expected) << c.name;
+
+  // Parameters: SET values first, then WHERE values; the merge refresh takes current cells.
+  scratch = old_row;
+  entry_data_vector current = old_row;
+  current[1] = entry_data("other writer");
+  const generated_sql strict = update_sql(tags, new_row, scratch, &current, strict_policy);
+  EXPECT_EQ(strict.params,
+            (entry_data_vector{entry_data("b"), entry_data(3), entry_data(7), entry_data("a")}));
+  const generated_sql merge = update_sql(tags, new_row, scratch, &current, merge_policy);
+  EXPECT_EQ(scratch[1], entry_data("other writer"));
+  EXPECT_EQ(merge.params.size(), 3u);
+
+  EXPECT_EQ(message_of<std::logic_error>([&] {
+              entry_data_vector short_row(2);
+              insert_sql(impl, tags, short_row, false);
+            }),
+            "The insert statement couldn't be generated because the column data was invalid.");
+  EXPECT_EQ(message_of<std::logic_error>(
+                [&] { update_sql(tags, entry_data_vector(2), scratch, nullptr, merge_policy); }),
+            "The update statement couldn't be generated because the column data was invalid.");
+  EXPECT_EQ(
+      message_of<std::logic_error>([&] { delete_sql(tags, entry_data_vector(2), merge_policy); }),
+      "The delete statement couldn't be generated because the data was invalid.");
+  EXPECT_EQ(message_of<std::logic_error>([&] {
+              impl.column_type_word(column_description("c", typeid(std::wstring), 0, no_constraint,
+                                                       not_in_primary_key, not_indexed));
+            }),
+            "An unrecognized type was encountered while building the create table statement.");
+}
+
+TEST(SqlGeneration, ForeignKeyToAutoIdNeverTakesANewId) {
+  vantor_test::sandbox box;
+  sqlite_database db(box.path("g.db"));
+  const table_description tags = dbl_test::tag_table();
+  db.create_table(tags);
+  transaction t(db);
+  t.begin();
+  entry_data_vector row{entry_data(),  entry_data("x"), entry_data(),
+                        entry_data(0), entry_data(),    entry_data()};
+  insert_sql(db.implementer(), tags, row, false);
+  EXPECT_EQ(row[0], entry_data(1));
+  EXPECT_TRUE(row[2].is_null());
+}
+
+}  // namespace
+}  // namespace dbl
