@@ -101,6 +101,16 @@ timer::~timer() {
       ms);
 }
 
+void timer::lap(const std::string& key) {
+  if (impl_ == nullptr) return;
+  const double ms = impl_->clock.stop();
+  {
+    std::lock_guard<std::mutex> lock(g_mutex);
+    all_tables()[std::this_thread::get_id()].timers[impl_->instance].samples[key].push_back(ms);
+  }
+  impl_->clock.restart();
+}
+
 double timer::total(const std::string& key) const {
   if (impl_ == nullptr) return 0;
   const auto* s = samples_of(impl_->instance, key);

@@ -49,6 +49,10 @@ class timer {
   // Records the elapsed time as one sample of the key.
   ~timer();
 
+  // Records the time since construction or the last lap as one sample of `key`, and starts
+  // timing again.
+  void lap(const std::string& key);
+
   // Figures of this timer's samples on the calling thread; 0 when the timers are off.
   double total(const std::string& key = "") const;
   double average(const std::string& key = "") const;

@@ -1,0 +1,67 @@
+#include "diagnostics/timer.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <sstream>
+
+namespace lil {
+namespace {
+
+// Turns the timers on for one test and forgets what it recorded.
+class TimerTest : public ::testing::Test {
+ protected:
+  TimerTest() : was_enabled_(timers_enabled()) { reset_thread_tables(); }
+  ~TimerTest() override {
+    set_timers_enabled(was_enabled_);
+    reset_thread_tables();
+  }
+  bool was_enabled_;
+};
+
+TEST_F(TimerTest, DormantTimersRecordNothing) {
+  set_timers_enabled(false);
+  { timer t("dbl::transaction::end()"); }
+  std::ostringstream out;
+  report(out);
+  EXPECT_EQ(out.str(), "  Total time: 0 ms.\n  Timers instantiated: 0 timer keys: 0\n");
+}
+
+TEST_F(TimerTest, ReportFormat) {
+  set_timers_enabled(true);
+  { timer once("dbl::insert into media_table"); }
+  { timer twice("dbl::update media_table", "phase"); }
+  std::ostringstream out;
+  report(out);
+  const std::string text = out.str();
+  const std::regex expected(
+      "  dbl::insert into media_table\n"
+      "    [0-9.e-]+ms total time \\(ran 1 time\\)\\.\n"
+      "  dbl::update media_table, phase\n"
+      "    [0-9.e-]+ms total time \\(ran 1 time\\)\\.\n"
+      "  Total time: [0-9.e-]+ ms\\.\n"
+      "  Timers instantiated: 2 timer keys: 2\n");
+  EXPECT_TRUE(std::regex_match(text, expected)) << text;
+}
+
+TEST_F(TimerTest, LapsOfOneKeyAddUp) {
+  set_timers_enabled(true);
+  {
+    timer t("loop");
+    for (int i = 0; i < 3; ++i) t.lap("step");
+    EXPECT_EQ(t.count("step"), 3u);
+    EXPECT_EQ(t.count("other"), 0u);
+    EXPECT_DOUBLE_EQ(t.average("step"), t.total("step") / 3);
+  }
+  std::ostringstream out;
+  report(out);
+  const std::regex expected(
+      "  loop\n    [0-9.e-]+ms total time \\(ran 1 time\\)\\.\n"
+      "  loop, step\n    [0-9.e-]+ms total time\\.  Ran 3 times -- [0-9.e-]+ms average time\\. "
+      "--[0-9.e-]+ms max single time\\.\n"
+      "  Total time: [0-9.e-]+ ms\\.\n  Timers instantiated: 1 timer keys: 1\n");
+  EXPECT_TRUE(std::regex_match(out.str(), expected)) << out.str();
+}
+
+}  // namespace
+}  // namespace lil
