@@ -1,6 +1,7 @@
 #include "environment/file_helpers.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -124,5 +125,29 @@ TEST_P(MoveTest, MovesWholeFileOrNothing) {
 }
 
 INSTANTIATE_TEST_SUITE_P(RenameOrCopy, MoveTest, ::testing::Bool());
+
+TEST(FileHelpers, MovesAcrossRealFileSystems) {
+  vantor_test::sandbox box;
+  std::string other = "/dev/shm/vantor-move-XXXXXX";
+  struct stat here {};
+  struct stat there {};
+  if (::mkdtemp(other.data()) == nullptr) GTEST_SKIP() << "no /dev/shm";
+  ::stat(box.root().c_str(), &here);
+  ::stat(other.c_str(), &there);
+  if (here.st_dev == there.st_dev) {
+    std::filesystem::remove_all(other);
+    GTEST_SKIP() << "/dev/shm is on the same file system";
+  }
+  box.write_file("file", "content");
+  int calls = 0;
+  vantor_env::MoveFileWithProgress(box.path("file"), other + "/file", [&](long long, long long) {
+    ++calls;
+    return true;
+  });
+  EXPECT_GT(calls, 0) << "a move between file systems copies";
+  EXPECT_FALSE(vantor_env::FileExists(box.path("file")));
+  EXPECT_EQ(read_file(other + "/file"), "content");
+  std::filesystem::remove_all(other);
+}
 
 }  // namespace
