@@ -57,10 +57,19 @@ bool ini_file::write_string(const std::string& section, const std::string& key,
                             const std::string& value) {
   if (status_ != kOk) return false;
   QSettings settings(QString::fromStdString(path_), QSettings::IniFormat);
-  settings.setValue(KeyOf(section, key), QString::fromStdString(value));
+  const QString name = KeyOf(section, key);
+  const QVariant old = settings.value(name);
+  settings.setValue(name, QString::fromStdString(value));
   settings.sync();
   status_ = StatusOf(settings);
-  return status_ == kOk;
+  if (status_ == kOk) return true;
+  // Qt would show the unwritten value to the next reader in this process.
+  if (old.isValid()) {
+    settings.setValue(name, old);
+  } else {
+    settings.remove(name);
+  }
+  return false;
 }
 
 std::string GetTessarinIniPath() {

@@ -58,7 +58,7 @@ RegSettings::RegSettings(const std::string& hive, const std::string& key)
     : QSettings(QStr(SettingsFilePath(hive, key)), QSettings::IniFormat) {}
 
 std::string RegSettings::get_string(const std::string& name, const std::string& fallback) const {
-  if (status() != QSettings::NoError) return fallback;
+  if (!readable()) return fallback;
   const QVariant v = value(QStr(name));
   if (!v.isValid()) return fallback;
   // An unquoted "a,b,c" typed into the file comes back from Qt as a list.
@@ -69,7 +69,7 @@ std::string RegSettings::get_string(const std::string& name, const std::string& 
 }
 
 int RegSettings::get_int(const std::string& name, int fallback) const {
-  if (status() != QSettings::NoError) return fallback;
+  if (!readable()) return fallback;
   const QVariant v = value(QStr(name));
   bool ok = false;
   const int result = v.toInt(&ok);
@@ -77,16 +77,32 @@ int RegSettings::get_int(const std::string& name, int fallback) const {
 }
 
 bool RegSettings::get_bool(const std::string& name, bool fallback) const {
-  if (status() != QSettings::NoError) return fallback;
+  if (!readable()) return fallback;
   const QVariant v = value(QStr(name));
   if (!v.isValid()) return fallback;
   return v.toBool();
 }
 
+bool RegSettings::readable() const {
+  // An AccessError may only mean that an earlier write could not land; a file that cannot be
+  // read has no values to give anyway.
+  return status() != QSettings::FormatError;
+}
+
 bool RegSettings::Store(const std::string& name, const QVariant& v) {
-  setValue(QStr(name), v);
+  const QString key = QStr(name);
+  const QVariant old = value(key);
+  setValue(key, v);
   sync();
-  return status() == QSettings::NoError;
+  if (status() == QSettings::NoError) return true;
+  // Qt keeps an unwritten change in a cache that every QSettings of this process shares, and
+  // would show it to the next reader. Put the old value back so that the write is dropped.
+  if (old.isValid()) {
+    setValue(key, old);
+  } else {
+    remove(key);
+  }
+  return false;
 }
 
 void RegSettings::set_string(const std::string& name, const std::string& v) {
@@ -102,7 +118,7 @@ void RegSettings::set_bool(const std::string& name, bool v) {
 }
 
 bool RegSettings::contains_value(const std::string& name) const {
-  return status() == QSettings::NoError && contains(QStr(name));
+  return readable() && contains(QStr(name));
 }
 
 RegSettingsCU::RegSettingsCU(const std::string& key) : RegSettings(kCurrentUserHive, key) {}

@@ -19,17 +19,17 @@ std::string SettingsFilePath(const std::string& hive, const std::string& key);
 // One key of the settings store, kept as an INI file (see SettingsFilePath), values in its
 // [General] section. People edit these files by hand: an unquoted "a,b,c", which Qt reads as a
 // list, still reads as the text "a,b,c" (spaces around the commas are not kept). A missing or
-// unreadable file reads as defaults; a write that cannot land is dropped, and status() tells
-// it after a set_* call. Writes go through a temporary file and a rename, so a reader never
-// sees half a file.
-// REQUIRES: External synchronization for one object; separate objects are independent.
+// unreadable file reads as defaults; a write that cannot land is dropped, also for later
+// readers in this process, and status() tells it after a set_* call. Writes go through a temporary
+// file and a rename, so a reader never sees half a file. REQUIRES: External synchronization for one
+// object; separate objects are independent.
 class RegSettings : public QSettings {
  public:
   // `hive` is kCurrentUserHive or kLocalMachineHive; a trailing "\" is ignored.
   RegSettings(const std::string& hive, const std::string& key);
 
-  // Each getter gives `fallback` when status() is not NoError or the value is missing or, for
-  // numbers, not a number.
+  // Each getter gives `fallback` when the file is not an INI file, or the value is missing or,
+  // for numbers, not a number.
   std::string get_string(const std::string& name, const std::string& fallback = {}) const;
   int get_int(const std::string& name, int fallback) const;
   bool get_bool(const std::string& name, bool fallback) const;
@@ -42,6 +42,7 @@ class RegSettings : public QSettings {
   bool contains_value(const std::string& name) const;
 
  private:
+  bool readable() const;
   bool Store(const std::string& name, const QVariant& value);
 };
 

@@ -1,6 +1,10 @@
 #include "environment/reg_settings.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <cstdlib>
 
@@ -66,6 +70,37 @@ TEST(RegSettings, UnwritableStoreReportsAndKeepsOldFile) {
   key.set_string("v", "1");
   EXPECT_NE(key.status(), QSettings::NoError);
   EXPECT_EQ(vantor_test::read_file(box.path("blocker")), "a file, not a folder");
+}
+
+// Makes `folder` immutable, so that even root cannot write in it; false where that is not
+// allowed.
+bool SetImmutable(const std::string& folder, bool on) {
+  const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY);
+  if (fd < 0) return false;
+  int flags = 0;
+  bool ok = ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
+  flags = on ? (flags | FS_IMMUTABLE_FL) : (flags & ~FS_IMMUTABLE_FL);
+  ok = ok && ::ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
+  ::close(fd);
+  return ok;
+}
+
+TEST(RegSettings, WriteThatCannotLandIsDroppedForLaterReaders) {
+  vantor_test::sandbox box;
+  RegSettingsCU("k").set_string("v", "old");
+  const std::string folder = box.path("registry/HKEY_CURRENT_USER");
+  if (!SetImmutable(folder, true)) GTEST_SKIP() << "cannot make a folder immutable here";
+  {
+    RegSettingsCU key("k");
+    key.set_string("v", "new");
+    key.set_string("w", "new");
+    EXPECT_NE(key.status(), QSettings::NoError);
+  }
+  const RegSettingsCU reader("k");
+  EXPECT_EQ(reader.get_string("v"), "old");
+  EXPECT_EQ(reader.get_string("w", "none"), "none");
+  ASSERT_TRUE(SetImmutable(folder, false));
+  EXPECT_EQ(vantor_test::read_file(folder + "/k.ini"), "[General]\nv=old\n");
 }
 
 TEST(RegKey, ReadsStringsAndUnsignedWithDefaults) {
