@@ -9,7 +9,7 @@
 
 namespace dbl::sqlite_util {
 
-statement::statement(sqlite3* db, std::string_view sql) : db_(db), sql_(sql) {
+statement::statement(sqlite3* db, std::string_view sql) : sql_(sql) {
   const int rc = sqlite3_prepare(db, sql_.data(), static_cast<int>(sql_.size()), &stmt_, nullptr);
   if (rc != SQLITE_OK) {
     sqlite3_finalize(stmt_);

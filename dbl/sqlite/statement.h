@@ -43,7 +43,6 @@ class statement : public prepared_statement {
   bool in_use = false;
 
  private:
-  sqlite3* db_;
   sqlite3_stmt* stmt_ = nullptr;
   std::string sql_;
   bool valid_ = false;
