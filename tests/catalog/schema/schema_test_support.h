@@ -28,6 +28,20 @@ inline std::set<master_entry> master_entries(dbl::database& db) {
   return out;
 }
 
+// The entries found in only one of the two sets, one line each, for a readable failure.
+inline std::string difference(const std::set<master_entry>& a, const std::set<master_entry>& b) {
+  std::string out;
+  for (const auto* side : {&a, &b}) {
+    const auto* other = side == &a ? &b : &a;
+    for (const master_entry& e : *side) {
+      if (other->count(e) != 0) continue;
+      out += (side == &a ? "only in the first: " : "only in the second: ") + std::get<1>(e) + " " +
+             std::get<3>(e) + "\n";
+    }
+  }
+  return out;
+}
+
 inline void run(dbl::database& db, const std::string& sql) {
   dbl::query(db, sql).execute();
 }
