@@ -39,12 +39,17 @@ void set_version(dbl::database& db, std::int32_t version) {
 // Since SQLite 3.26 a table rename also rewrites the FOREIGN KEY clauses of every table that
 // refers to it. The upgrade renames a table only to copy it into a new one of the same name
 // and drop it, so the references must keep the old name: the legacy rename leaves them alone.
-// Restores the previous setting on the way out.
-// REQUIRES: foreign key enforcement is off, as the layer leaves it; with it on, even the
-// legacy rename rewrites the references.
+// With foreign key enforcement on even the legacy rename rewrites them, and the setting cannot
+// change inside a transaction, so that case is refused. Restores the previous setting on the
+// way out.
 class legacy_rename_scope {
  public:
   explicit legacy_rename_scope(dbl::database db) : db_(std::move(db)) {
+    dbl::query enforced(db_, "PRAGMA foreign_keys");
+    enforced.add_column("foreign_keys", typeid(int));
+    if (enforced.first_row()[0].as_int() != 0) {
+      throw std::logic_error("A catalog cannot be upgraded while foreign keys are enforced.");
+    }
     dbl::query q(db_, "PRAGMA legacy_alter_table");
     q.add_column("legacy_alter_table", typeid(int));
     previous_ = q.first_row()[0].as_int() != 0;

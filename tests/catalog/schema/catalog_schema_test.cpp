@@ -92,21 +92,4 @@ TEST(CatalogSchemaDescriptions, FrozenVersionsDifferOnlyWhereTheUpgradesSayTheyD
   EXPECT_TRUE(tag7.indexes().empty());
 }
 
-TEST(CatalogSchemaDescriptions, ReferencesCarryTheRuleOfTheirRelation) {
-  // One-to-one side tables are UNIQUE on the reference, required references NOT NULL; both
-  // take the referenced id's kind.
-  const dbl::table_description r = vael::schema::rendition_to_master_table_description();
-  EXPECT_EQ(r.column("rendition_id").constraint(), dbl::unique);
-  EXPECT_EQ(r.column("master_id").constraint(), dbl::not_null);
-  EXPECT_TRUE(r.column("master_id").is_key());
-  EXPECT_EQ(r.column("master_id").type(), typeid(dbl::auto_id));
-  EXPECT_EQ(r.column("master_id").foreign_key().table(), "media_table");
-  const dbl::table_description sort = vael::schema::version_stack_sort_table_description();
-  EXPECT_EQ(sort.column("media_id").constraint(), dbl::unique);
-  EXPECT_EQ(sort.indexes().count("version_stack_sort_table_begin_index"), 1u);
-  // metadata_id points into one of five tables, so it has no foreign key.
-  EXPECT_FALSE(
-      vael::schema::tag_to_metadata_table_description().column("metadata_id").has_foreign_key());
-}
-
 }  // namespace

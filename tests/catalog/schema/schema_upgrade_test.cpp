@@ -143,6 +143,16 @@ TEST_F(SchemaUpgradeTest, UpgradeStoppedAfterVersion8GoesOnFromThere) {
   expect_current_with_rows_of(db, v7, before);
 }
 
+TEST_F(SchemaUpgradeTest, EnforcedForeignKeysStopTheRebuildBeforeItRewritesReferences) {
+  make_fixture(vael::schema::v7::generation());
+  dbl::sqlite_database db(file());
+  const auto before = master_entries(db);
+  run(db, "PRAGMA foreign_keys = ON");
+  EXPECT_THROW(vael::schema::upgrade_catalog(db, nullptr), std::logic_error);
+  EXPECT_EQ(vael::schema::read_schema_version(db), 7);
+  EXPECT_TRUE(master_entries(db) == before);
+}
+
 TEST_F(SchemaUpgradeTest, VersionsOutsideTheUpgradePathAreRefusedUnchanged) {
   struct refused_case {
     const char* name;
