@@ -1,5 +1,6 @@
 #include "dbl/database_implementer.h"
 
+#include <algorithm>
 #include <optional>
 #include <stdexcept>
 
@@ -75,6 +76,12 @@ void database_implementer::drop_table(const std::string& name) {
   execute(request);
   const auto it = tables_.find(name);
   if (it != tables_.end()) tables_.erase(it);
+  // A dropped table refers to nothing any more.
+  for (auto& [referenced, refs] : references_) {
+    refs.erase(std::remove_if(refs.begin(), refs.end(),
+                              [&](const table_reference& r) { return r.table == name; }),
+               refs.end());
+  }
 }
 
 table_description database_implementer::auto_id_table_description() const {

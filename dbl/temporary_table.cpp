@@ -1,5 +1,9 @@
 #include "dbl/temporary_table.h"
 
+#include <algorithm>
+
+#include "dbl/query.h"
+
 namespace dbl {
 
 temporary_table_scope::temporary_table_scope(database db, table_description table)
@@ -13,6 +17,34 @@ temporary_table_scope::~temporary_table_scope() {
   } catch (...) {
     // A temporary table goes with its connection at the latest.
   }
+}
+
+const temporary_table_scope& temporary_id_set::scope() {
+  if (scope_ == nullptr) {
+    table_description table(db_.unique_table_name("_dbl_temp"), 1);
+    table.add_column(
+        column_description("id", typeid(int), 0, not_null, in_primary_key, not_indexed));
+    scope_ = std::make_unique<temporary_table_scope>(db_, std::move(table));
+  }
+  return *scope_;
+}
+
+const std::string& temporary_id_set::table_name() {
+  return scope().name();
+}
+
+void temporary_id_set::add(std::vector<int> ids) {
+  std::sort(ids.begin(), ids.end());
+  query(db_, "INSERT INTO " + table_name() + " (id) VALUES (?)").execute_for_ints(ids);
+}
+
+void temporary_id_set::remove(std::vector<int> ids) {
+  std::sort(ids.begin(), ids.end());
+  query(db_, "DELETE FROM " + table_name() + " WHERE id = ?").execute_for_ints(ids);
+}
+
+std::vector<int> temporary_id_set::ids() {
+  return query(db_, "SELECT id FROM " + table_name()).select_ints();
 }
 
 }  // namespace dbl

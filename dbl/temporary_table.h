@@ -1,5 +1,9 @@
 #pragma once
 
+#include <memory>
+#include <string>
+#include <vector>
+
 #include "dbl/database.h"
 #include "dbl/table_description.h"
 
@@ -23,6 +27,25 @@ class temporary_table_scope {
  private:
   database db_;
   table_description table_;
+};
+
+// A set of ints kept in a temporary table of one column `id` (the primary key, so a
+// duplicate fails), for passing long id lists to SQL by name. The table is made on first use
+// and dropped with the set; a set never used makes none.
+class temporary_id_set {
+ public:
+  explicit temporary_id_set(database db) : db_(std::move(db)) {}
+
+  void add(std::vector<int> ids);
+  void remove(std::vector<int> ids);
+  std::vector<int> ids();
+  const std::string& table_name();
+
+ private:
+  const temporary_table_scope& scope();
+
+  database db_;
+  std::unique_ptr<temporary_table_scope> scope_;
 };
 
 }  // namespace dbl

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "dbl/exceptions.h"
 #include "dbl/query.h"
 #include "dbl/record.h"
@@ -106,17 +108,24 @@ TEST_F(DatabaseTest, ClosedHandlesAndTables) {
   EXPECT_EQ(message_of<std::logic_error>([&] { db_.busy_callback(); }),
             "There is no busy callback method set on this database connection.");
   {
-    table_description scratch(db_.unique_table_name("_dbl_temp"), 1);
-    scratch.add_column(
-        column_description("id", typeid(int), 0, not_null, in_primary_key, not_indexed));
-    temporary_table_scope scope(db_, scratch);
-    query(db_, "INSERT INTO " + scope.name() + " (id) VALUES (?)").execute_for_ints({4, 5});
-    EXPECT_EQ(query(db_, "SELECT id FROM " + scope.name()).select_ints().size(), 2u);
+    temporary_id_set unused(db_);
+    temporary_id_set set(db_);
+    set.add({5, 4, 9});
+    set.remove({9});
+    EXPECT_EQ(set.table_name(), "_dbl_temp3");
+    std::vector<int> ids = set.ids();
+    std::sort(ids.begin(), ids.end());
+    EXPECT_EQ(ids, (std::vector<int>{4, 5}));
+    EXPECT_THROW(set.add({4}), internal_database_error);
   }
+  // Both the scope and the set that was never used leave no table behind.
   EXPECT_THROW(query(db_, "SELECT id FROM _dbl_temp3").execute(), internal_database_error);
   EXPECT_THROW(db_.get_table("_dbl_temp3"), std::logic_error);
+  EXPECT_EQ(db_.unique_table_name("t"), "t4");
 
+  ASSERT_EQ(db_.implementer().references_to("tag_table").size(), 1u);
   db_.drop_table("tag_table");
+  EXPECT_TRUE(db_.implementer().references_to("tag_table").empty());
   EXPECT_EQ(message_of<std::logic_error>([&] { db_.get_table("tag_table"); }),
             "There is not a table with the requested name in the database.");
 
