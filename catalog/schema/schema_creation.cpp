@@ -1,5 +1,8 @@
 #include "catalog/schema/schema_creation.h"
 
+#include <cstdint>
+#include <optional>
+
 #include "catalog/exceptions.h"
 #include "catalog/schema/catalog_schema.h"
 #include "catalog/schema/schema_names.h"
@@ -11,9 +14,11 @@ namespace vael::schema {
 
 namespace {
 
+const char select_version_sql[] = "SELECT version_number FROM version_table";
+
 void version_step(dbl::database& db, const dbl::table_description& version_table,
                   std::int32_t version) {
-  dbl::query q(db, "SELECT version_number FROM version_table");
+  dbl::query q(db, select_version_sql);
   q.add_column("ignored", typeid(int));
   const auto row = q.begin();
   if (row == q.end()) {
@@ -37,7 +42,7 @@ void default_rendition_step(dbl::database& db) {
 
 std::optional<std::int32_t> read_schema_version(dbl::database& db) {
   if (!db.table_exists(table::version_table)) return std::nullopt;
-  dbl::query q(db, "SELECT version_number FROM version_table");
+  dbl::query q(db, select_version_sql);
   q.add_column("ignored", typeid(int));
   const auto row = q.begin();
   if (row == q.end() || (*row)[0].is_null()) return std::nullopt;
