@@ -19,7 +19,11 @@ std::string SyncConflictMutexPath() {
 }
 
 std::unique_ptr<sync_conflict_mutex> GetSyncConflictMutex() {
-  const int fd = ::open(SyncConflictMutexPath().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  const std::string path = SyncConflictMutexPath();
+  int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  // flock needs no write access: a file that the other program made, and that we may only
+  // read, locks just as well.
+  if (fd < 0) fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) return nullptr;
   return std::unique_ptr<sync_conflict_mutex>(new sync_conflict_mutex(fd));
 }

@@ -4,6 +4,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
+
+#include "environment/file_helpers.h"
 #include "tests/support/sandbox.h"
 
 namespace {
@@ -61,6 +64,10 @@ TEST(SyncConflictMutex, TwoProcessesExcludeEachOther) {
   mutex.reset();
   EXPECT_TRUE(other->try_lock());
   for (int fd : {to_child[0], to_child[1], to_parent[0], to_parent[1]}) ::close(fd);
+
+  ::unsetenv("XDG_RUNTIME_DIR");
+  EXPECT_EQ(vantor_env::SyncConflictMutexPath(),
+            vantor_env::GetTempFolder() + "OMBSyncConflictMutex12345");
 }
 
 }  // namespace
