@@ -7,7 +7,7 @@
 
 namespace vantor_env {
 
-// Paths are UTF-8 byte strings; either slash is accepted on input, and "\\" is taken as "/".
+// Paths are UTF-8 byte strings. Either slash is accepted on input: a backslash is taken as "/".
 
 // True if something that is not a folder stands at `path`.
 bool FileExists(const std::string& path);

@@ -15,13 +15,16 @@ std::string HiveFolder(const std::string& hive) {
   return folder;
 }
 
-// The key path as folders: "\" becomes "/", empty levels vanish. Case is kept as given, so two
-// spellings of one key are two files on Linux.
+// The key path as folders: "\" becomes "/"; empty, "." and ".." levels vanish, so that no key
+// leads out of the root. Case is kept as given: two spellings of one key are two files.
 std::string KeyFolders(const std::string& key) {
   std::string out;
   std::string level;
   auto flush = [&out, &level] {
-    if (level.empty()) return;
+    if (level.empty() || level == "." || level == "..") {
+      level.clear();
+      return;
+    }
     if (!out.empty()) out.push_back('/');
     out += level;
     level.clear();

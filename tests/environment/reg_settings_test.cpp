@@ -56,7 +56,7 @@ TEST(RegSettings, HandWrittenFilesReadAsText) {
 
 TEST(RegSettings, RootFollowsEnvironment) {
   vantor_test::sandbox box;
-  EXPECT_EQ(sync_reg_util::SettingsFilePath("HKEY_LOCAL_MACHINE\\", "\\x\\y\\"),
+  EXPECT_EQ(sync_reg_util::SettingsFilePath("HKEY_LOCAL_MACHINE\\", "\\x\\..\\.\\y\\"),
             box.path("registry/HKEY_LOCAL_MACHINE/x/y.ini"));
   ::unsetenv("VANTOR_SETTINGS_ROOT");
   EXPECT_EQ(sync_reg_util::SettingsRoot(), box.path("home/.config/norvane/registry"));
