@@ -46,6 +46,14 @@ TEST(Collation, NaturalOrder) {
     }
   }
   EXPECT_EQ(sqlite_util::natural_compare("Photo", "photo"), 0);
+  EXPECT_EQ(sqlite_util::natural_compare("\xC3\x89T\xC3\x89 2", "\xC3\xA9t\xC3\xA9 2"),
+            0);  // ÉTÉ, été
+  EXPECT_EQ(sqlite_util::natural_compare("\xD0\x9C\xD0\xB8\xD1\x80", "\xD0\xBC\xD0\x98\xD0\xA0"),
+            0);  // Мир, мИР
+  EXPECT_LT(sqlite_util::natural_compare("zebra", "\xC3\xA9t\xC3\xA9"), 0);
+  // Broken UTF-8 keeps a fixed place and never equals a well-formed letter.
+  EXPECT_NE(sqlite_util::natural_compare("\xC3", "\xC3\x83"), 0);
+  EXPECT_GT(sqlite_util::natural_compare("a\xFF", "a\xF4\x8F\xBF\xBF"), 0);
   EXPECT_LT(sqlite_util::natural_compare("a99999999999999999999999", "a100000000000000000000000"),
             0);
 }
