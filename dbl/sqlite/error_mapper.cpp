@@ -9,6 +9,16 @@
 
 namespace dbl::sqlite_util {
 
+namespace {
+
+// SQLite ran out of memory; the text is the one callers have always seen.
+class out_of_memory : public std::bad_alloc {
+ public:
+  const char* what() const noexcept override { return "bad allocation"; }
+};
+
+}  // namespace
+
 void check_result(int code, sqlite3* db) {
   if (code == SQLITE_OK || code == SQLITE_ROW || code == SQLITE_DONE) return;
   if (code == SQLITE_ERROR && db != nullptr) code = sqlite3_errcode(db);
@@ -25,7 +35,7 @@ void check_result(int code, sqlite3* db) {
           "The sqlite database is busy or locked.  This operation may be successful if it is "
           "attempted again.");
     case SQLITE_NOMEM:
-      throw std::bad_alloc();
+      throw out_of_memory();
     case SQLITE_CORRUPT:
       throw database_corrupt_error();
     default:

@@ -6,6 +6,7 @@
 #include "dbl/exceptions.h"
 #include "dbl/query.h"
 #include "dbl/sqlite/collation.h"
+#include "dbl/sqlite/error_mapper.h"
 #include "dbl/sqlite/sqlite_database.h"
 #include "dbl/sqlite/sqlite_implementer.h"
 #include "dbl/transaction.h"
@@ -56,6 +57,46 @@ TEST(Collation, NaturalOrder) {
   EXPECT_GT(sqlite_util::natural_compare("a\xFF", "a\xF4\x8F\xBF\xBF"), 0);
   EXPECT_LT(sqlite_util::natural_compare("a99999999999999999999999", "a100000000000000000000000"),
             0);
+}
+
+TEST(ErrorMapper, CodesWithoutAConnection) {
+  struct mapped {
+    int code;
+    const char* what;  // nullptr: no exception
+  };
+  const mapped cases[] = {
+      {0, nullptr},
+      {100, nullptr},
+      {101, nullptr},
+      {4, "dbl::cancel_error"},
+      {9, "dbl::cancel_error"},
+      {5,
+       "The sqlite database is busy or locked.  This operation may be successful if it is "
+       "attempted again."},
+      {7, "bad allocation"},
+      {11, "The database file is corrupt."},
+      {19,
+       "An internal error was encountered in the sqlite database.  No sqlite error message "
+       "is available."},
+  };
+  for (const mapped& c : cases) {
+    std::string what = "<no exception>";
+    try {
+      sqlite_util::check_result(c.code, nullptr);
+    } catch (const std::exception& e) {
+      what = e.what();
+    }
+    EXPECT_EQ(what, c.what != nullptr ? c.what : "<no exception>") << "code " << c.code;
+  }
+  EXPECT_THROW(sqlite_util::check_result(4, nullptr), cancel_error);
+  EXPECT_THROW(sqlite_util::check_result(5, nullptr), database_busy_error);
+  EXPECT_THROW(sqlite_util::check_result(7, nullptr), std::bad_alloc);
+  EXPECT_THROW(sqlite_util::check_result(11, nullptr), database_corrupt_error);
+  try {
+    sqlite_util::check_result(19, nullptr);
+  } catch (const internal_database_error& e) {
+    EXPECT_EQ(e.code(), 19);
+  }
 }
 
 class SqliteTest : public ::testing::Test {
