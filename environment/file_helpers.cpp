@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "environment/debug_log.h"
+#include "environment/file_replacement.h"
 #include "environment/known_folders.h"
 
 namespace vantor_env {
@@ -33,11 +34,6 @@ std::string ParentFolder(const std::string& path) {
   return path.substr(0, slash);
 }
 
-std::string BaseName(const std::string& path) {
-  const auto slash = path.rfind('/');
-  return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
 // Closes a descriptor on every way out.
 class fd_holder {
  public:
@@ -48,49 +44,13 @@ class fd_holder {
   fd_holder(const fd_holder&) = delete;
   fd_holder& operator=(const fd_holder&) = delete;
   int get() const { return fd_; }
-  // Closes now and reports the result, which for a written file is part of the write.
-  bool close_checked() {
-    const int fd = fd_;
-    fd_ = -1;
-    return ::close(fd) == 0;
-  }
 
  private:
   int fd_;
 };
 
-// A temporary file beside `target` that is removed unless release() was called.
-class temp_beside {
- public:
-  explicit temp_beside(const std::string& target)
-      : path_(ParentFolder(target) + "/." + BaseName(target) + ".vantor-XXXXXX") {
-    fd_ = ::mkstemp(path_.data());
-    if (fd_ < 0) path_.clear();
-  }
-  ~temp_beside() {
-    if (fd_ >= 0) ::close(fd_);
-    if (!path_.empty()) ::unlink(path_.c_str());
-  }
-  temp_beside(const temp_beside&) = delete;
-  temp_beside& operator=(const temp_beside&) = delete;
-
-  bool ok() const { return fd_ >= 0; }
-  int fd() const { return fd_; }
-  const std::string& path() const { return path_; }
-  bool close_checked() {
-    const int fd = fd_;
-    fd_ = -1;
-    return ::close(fd) == 0;
-  }
-  void release() { path_.clear(); }
-
- private:
-  std::string path_;
-  int fd_ = -1;
-};
-
-// Copies `from` into the open temporary file; 0 or an errno value.
-int CopyContents(int in, const temp_beside& out, long long total,
+// Copies the open file `in` into `out`; 0 or an errno value.
+int CopyContents(int in, file_replacement& out, long long total,
                  const MoveProgressCallback& callback) {
   std::vector<char> block(1 << 20);
   long long done = 0;
@@ -102,43 +62,35 @@ int CopyContents(int in, const temp_beside& out, long long total,
       return errno;
     }
     if (n == 0) break;
-    for (ssize_t written = 0; written < n;) {
-      const ssize_t w = ::write(out.fd(), block.data() + written, static_cast<size_t>(n - written));
-      if (w < 0) {
-        if (errno == EINTR) continue;
-        return errno;
-      }
-      written += w;
-    }
+    out.write(std::string_view(block.data(), static_cast<size_t>(n)));
+    if (!out.good()) return EIO;
     done += n;
     if (callback && !callback(done, total)) return ECANCELED;
   }
   return 0;
 }
 
-// Puts `temp` in place as `to` without replacing an existing file.
-int PlaceWithoutReplacing(const std::string& temp, const std::string& to) {
-  if (::link(temp.c_str(), to.c_str()) == 0) return 0;
-  if (errno == EEXIST) return EEXIST;
-  // Some file systems have no hard links; the existence test before the move must do there.
-  if (::access(to.c_str(), F_OK) == 0) return EEXIST;
-  return ::rename(temp.c_str(), to.c_str()) == 0 ? 0 : errno;
-}
-
-// The copying move; 0 or an errno value. The source stays until the target is complete.
-int CopyThenDelete(const std::string& from, const std::string& to,
-                   const MoveProgressCallback& callback) {
+// Copies `from` to a new file `to`; with `replace` an existing `to` is replaced, otherwise it
+// is an EEXIST failure. 0 or an errno value; `to` is either whole or untouched.
+int CopyToNewFile(const std::string& from, const std::string& to, bool replace,
+                  const MoveProgressCallback& callback) {
   fd_holder in(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
   if (in.get() < 0) return errno;
   struct stat info {};
   if (::fstat(in.get(), &info) != 0) return errno;
   if (!S_ISREG(info.st_mode)) return EISDIR;
-  temp_beside temp(to);
-  if (!temp.ok()) return errno;
-  if (const int error = CopyContents(in.get(), temp, info.st_size, callback)) return error;
-  ::fchmod(temp.fd(), info.st_mode & 07777);
-  if (::fsync(temp.fd()) != 0 || !temp.close_checked()) return errno;
-  if (const int error = PlaceWithoutReplacing(temp.path(), to)) return error;
+  file_replacement out(to);
+  if (!out.is_open()) return errno;
+  if (const int error = CopyContents(in.get(), out, info.st_size, callback)) return error;
+  ::fchmod(out.descriptor(), info.st_mode & 07777);
+  if (replace) return out.commit() ? 0 : EIO;
+  return out.commit_without_replacing();
+}
+
+// The copying move; 0 or an errno value. The source stays until the target is complete.
+int CopyThenDelete(const std::string& from, const std::string& to,
+                   const MoveProgressCallback& callback) {
+  if (const int error = CopyToNewFile(from, to, false, callback)) return error;
   if (::unlink(from.c_str()) != 0) {
     const int error = errno;
     // A source that cannot go would leave two files: undo the target instead.
@@ -188,37 +140,14 @@ bool RemoveFolder(const std::string& path) {
 }
 
 bool CopyFile(const std::string& from, const std::string& to) {
-  const std::string target = Slashes(to);
-  temp_beside temp(target);
-  if (!temp.ok() || !temp.close_checked()) return false;
-  std::error_code error;
-  fs::copy_file(Slashes(from), temp.path(), fs::copy_options::overwrite_existing, error);
-  if (error) return false;
-  if (::rename(temp.path().c_str(), target.c_str()) != 0) return false;
-  temp.release();
-  return true;
+  return CopyToNewFile(Slashes(from), Slashes(to), true, nullptr) == 0;
 }
 
 bool WriteFileAtomically(const std::string& path, const std::string& content) {
-  const std::string target = Slashes(path);
-  temp_beside temp(target);
-  if (!temp.ok()) return false;
-  for (size_t written = 0; written < content.size();) {
-    const ssize_t w = ::write(temp.fd(), content.data() + written, content.size() - written);
-    if (w < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    written += static_cast<size_t>(w);
-  }
-  // mkstemp makes the file 0600; give it what a plain create would.
-  const mode_t mask = ::umask(0);
-  ::umask(mask);
-  ::fchmod(temp.fd(), 0666 & ~mask);
-  if (::fsync(temp.fd()) != 0 || !temp.close_checked()) return false;
-  if (::rename(temp.path().c_str(), target.c_str()) != 0) return false;
-  temp.release();
-  return true;
+  file_replacement file(Slashes(path));
+  if (!file.is_open()) return false;
+  file.write(content);
+  return file.commit();
 }
 
 void MoveFileWithProgress(const std::string& from, const std::string& to,

@@ -7,9 +7,9 @@
 
 #include "environment/catalog_paths.h"
 #include "environment/file_helpers.h"
+#include "environment/file_replacement.h"
 #include "environment/reg_settings.h"
 #include "platform/sync_util.h"
-#include "preferences/file_replacement.h"
 #include "preferences/library_state.h"
 
 namespace vantor_prefs {
@@ -27,7 +27,7 @@ struct file_closer {
 
 // Replaces `path` with `text`. False only when the file cannot be created at all.
 bool ReplaceFile(const std::string& path, const std::string& text) {
-  file_replacement file(path);
+  vantor_env::file_replacement file(path);
   if (!file.is_open()) return false;
   file.write(text);
   file.commit();
