@@ -3,9 +3,13 @@
 #include <sys/wait.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "catalog/schema/schema_creation.h"
+#include "catalog/schema/schema_v7.h"
+#include "dbl/sqlite/sqlite_database.h"
 #include "tests/support/sandbox.h"
 
 namespace {
@@ -125,6 +129,42 @@ TEST_F(CliTest, SettingsAndSyncCatalogRoundTrip) {
   const std::string store =
       vantor_test::read_file(box_.path("registry/HKEY_CURRENT_USER/software/norvane/Strand.ini"));
   EXPECT_NE(store.find("OMB10SyncCatalogPath=/photos/main/"), std::string::npos) << store;
+}
+
+TEST_F(CliTest, CatalogsAreCreatedCheckedUpgradedAndBadFilesLeftAlone) {
+  const std::string catalog = box_.path("pictures/catalog.omb14db");
+  const run_result created = run({"catalog", "create", box_.path("pictures")});
+  ASSERT_EQ(created.status, 0) << created.err;
+  EXPECT_EQ(created.out, "created " + catalog + " (schema version 9)\n");
+  const run_result again = run({"catalog", "create", box_.path("pictures")});
+  EXPECT_EQ(again.status, 2);
+  EXPECT_NE(again.err.find("a catalog already exists"), std::string::npos);
+
+  const run_result check = run({"catalog", "check", catalog});
+  EXPECT_EQ(check.status, 0) << check.err;
+  EXPECT_EQ(check.out, "schema version: 9\nintegrity: ok\n");
+
+  {
+    dbl::sqlite_database old(box_.path("old.db"));
+    vael::schema::create_schema(old, vael::schema::v7::generation());
+  }
+  EXPECT_EQ(run({"catalog", "check", box_.path("old.db")}).status, 1);
+  const run_result upgraded = run({"catalog", "upgrade", box_.path("old.db")});
+  ASSERT_EQ(upgraded.status, 0) << upgraded.err;
+  EXPECT_EQ(upgraded.out, "upgraded " + box_.path("old.db") + " from schema version 7 to 9\n");
+  EXPECT_NE(upgraded.err.find("upgrading: 100%"), std::string::npos) << "plain progress lines";
+  EXPECT_EQ(run({"catalog", "check", box_.path("old.db")}).status, 0);
+
+  box_.write_file("notes.txt", "not a catalog\n");
+  for (const char* command : {"check", "upgrade"}) {
+    const run_result refused = run({"catalog", command, box_.path("notes.txt")});
+    EXPECT_EQ(refused.status, 2) << command;
+    EXPECT_NE(refused.err.find("is not a catalog"), std::string::npos) << refused.err;
+    EXPECT_EQ(vantor_test::read_file(box_.path("notes.txt")), "not a catalog\n") << command;
+    const run_result missing = run({"catalog", command, box_.path("missing.db")});
+    EXPECT_EQ(missing.status, 2) << command;
+    EXPECT_FALSE(std::filesystem::exists(box_.path("missing.db"))) << command;
+  }
 }
 
 }  // namespace

@@ -9,5 +9,6 @@ command prefs_command();
 command eligible_command();
 command settings_command();
 command sync_catalog_command();
+command catalog_command();
 
 }  // namespace vantor_cli

@@ -1,0 +1,156 @@
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+#include <optional>
+
+#include "catalog/schema/catalog_schema.h"
+#include "catalog/schema/schema_creation.h"
+#include "catalog/schema/schema_upgrade.h"
+#include "dbl/exceptions.h"
+#include "dbl/query.h"
+#include "dbl/sqlite/sqlite_database.h"
+#include "environment/catalog_paths.h"
+#include "environment/file_helpers.h"
+#include "tools/vantor/commands.h"
+#include "tools/vantor/progress_display.h"
+
+namespace vantor_cli {
+namespace {
+
+// An existing catalog file, opened, with its stored schema version. SQLite would create a
+// missing file, so that is refused first; a file SQLite cannot read is reported as not being
+// a catalog rather than with the engine's words alone.
+struct opened_catalog {
+  dbl::sqlite_database db;
+  std::optional<int> version;
+};
+
+opened_catalog open_catalog_file(const std::string& path) {
+  if (!vantor_env::FileExists(path)) throw std::runtime_error("no catalog file at " + path);
+  try {
+    dbl::sqlite_database db(path);
+    std::optional<int> version = vael::schema::read_schema_version(db);
+    return {db, version};
+  } catch (const dbl::internal_database_error& e) {
+    throw std::runtime_error(path + " is not a catalog (" + e.what() + ")");
+  }
+}
+
+int current_version() {
+  return vael::schema::current_schema_version;
+}
+
+int catalog_create(const std::vector<std::string>& words) {
+  const parsed_args args = parse_args(words, {});
+  expect_positionals(args, 1, 1);
+  const std::string folder = args.positionals[0];
+  vantor_env::CreateFolderTree(folder);
+  if (!vantor_env::FolderExists(folder)) throw std::runtime_error("cannot create folder " + folder);
+  const std::string target = folder + "/" + vantor_env::GetCatalogFileName();
+  if (vantor_env::FileExists(target)) {
+    throw std::runtime_error("a catalog already exists at " + target);
+  }
+  // Built under a temporary name and linked into place, so that a failure half way, or a
+  // second creator racing this one, never leaves a partial catalog under the real name.
+  const std::string temporary = target + "." + std::to_string(::getpid()) + ".new";
+  std::remove(temporary.c_str());
+  try {
+    dbl::sqlite_database db(temporary);
+    vael::schema::create_catalog_schema(db);
+    db.close();
+  } catch (...) {
+    std::remove(temporary.c_str());
+    throw;
+  }
+  const int linked = ::link(temporary.c_str(), target.c_str());
+  const int error = errno;
+  std::remove(temporary.c_str());
+  if (linked != 0) {
+    if (error == EEXIST) throw std::runtime_error("a catalog already exists at " + target);
+    throw std::runtime_error("cannot create " + target + ": " + std::strerror(error));
+  }
+  std::cout << "created " << target << " (schema version " << current_version() << ")\n";
+  return 0;
+}
+
+int catalog_upgrade(const std::vector<std::string>& words) {
+  const parsed_args args = parse_args(words, {});
+  expect_positionals(args, 1, 1);
+  const std::string path = args.positionals[0];
+  auto [db, before] = open_catalog_file(path);
+  if (!before) throw std::runtime_error(path + " is not a catalog: it has no schema version");
+  if (*before == current_version()) {
+    std::cout << path << " is at schema version " << *before << " already\n";
+    return 0;
+  }
+  if (*before > current_version() || *before < 7) {
+    throw std::runtime_error(path + " has schema version " + std::to_string(*before) +
+                             ", which cannot be brought to " + std::to_string(current_version()) +
+                             "; it is left as it is");
+  }
+  {
+    progress_display progress("upgrading");
+    const int steps = current_version() - *before;
+    progress.update(0, steps);
+    if (*before == 7) {
+      vael::schema::upgrade_to_version_8(db, nullptr);
+      progress.update(1, steps);
+    }
+    vael::schema::upgrade_to_version_9(db);
+    progress.update(steps, steps);
+  }
+  std::cout << "upgraded " << path << " from schema version " << *before << " to "
+            << current_version() << "\n";
+  return 0;
+}
+
+int catalog_check(const std::vector<std::string>& words) {
+  const parsed_args args = parse_args(words, {});
+  expect_positionals(args, 1, 1);
+  const std::string path = args.positionals[0];
+  auto [db, version] = open_catalog_file(path);
+  dbl::query integrity(db, "PRAGMA integrity_check");
+  integrity.add_column("integrity_check", typeid(std::string));
+  std::vector<std::string> problems;
+  for (const dbl::entry_data_vector& row : integrity) problems.push_back(row[0].as_string());
+  const bool version_ok = version == current_version();
+  const bool integrity_ok = problems.size() == 1 && problems[0] == "ok";
+
+  std::cout << "schema version: " << (version ? std::to_string(*version) : "none")
+            << (version_ok ? "" : " (expected " + std::to_string(current_version()) + ")")
+            << "\nintegrity: " << (integrity_ok ? "ok" : "damaged") << "\n";
+  if (!integrity_ok) {
+    for (const std::string& line : problems) std::cout << "  " << line << "\n";
+  }
+  return version_ok && integrity_ok ? 0 : 1;
+}
+
+}  // namespace
+
+command catalog_command() {
+  command create{"create",
+                 "FOLDER",
+                 "Makes a new catalog, FOLDER/catalog.omb14db.",
+                 "Refuses a folder that holds a catalog already.",
+                 catalog_create,
+                 {}};
+  command upgrade{"upgrade",
+                  "FILE",
+                  "Brings a catalog of schema version 7 or 8 to the current one.",
+                  "Each version step is a transaction of its own: an interrupted upgrade leaves\n"
+                  "the file at a whole version, and running the command again goes on from there.",
+                  catalog_upgrade,
+                  {}};
+  command check{"check",
+                "FILE",
+                "Checks a catalog's schema version and integrity.",
+                "Exit status 0 only when the version is current and SQLite finds no damage.",
+                catalog_check,
+                {}};
+  return {"catalog", "",      "Creates, upgrades and checks catalog files.",
+          "",        nullptr, {create, upgrade, check}};
+}
+
+}  // namespace vantor_cli
