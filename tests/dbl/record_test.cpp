@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "dbl/exceptions.h"
 #include "dbl/query.h"
 #include "dbl/sqlite/sqlite_database.h"
 #include "dbl/transaction.h"
+#include "diagnostics/timer.h"
 #include "tests/dbl/dbl_test_util.h"
 #include "tests/support/sandbox.h"
 
@@ -134,6 +137,31 @@ TEST_F(RecordTest, RemoveChecksReferencesOrCascades) {
   EXPECT_EQ(message_of<record_changed_error>([&] { r.remove(); }),
             "The record has changed or has already been removed from the database since it was "
             "created, and could not be removed.");
+}
+
+TEST_F(RecordTest, WritesAreTimedUnderTheirLabelsWhenTimersAreOn) {
+  const bool was_enabled = lil::timers_enabled();
+  lil::set_timers_enabled(true);
+  lil::reset_thread_tables();
+  const int id = add_tag("timed");
+  {
+    transaction t(db_);
+    t.begin();
+    record r(db_, tags_, id);
+    r["name"] = entry_data("renamed");
+    r.save();
+    r.remove();
+    t.end();
+  }
+  std::ostringstream report;
+  lil::report(report);
+  lil::set_timers_enabled(was_enabled);
+  lil::reset_thread_tables();
+  for (const char* label :
+       {"  dbl::insert into tag_table\n", "  dbl::update tag_table\n", "  dbl::delete tag_table\n",
+        "  dbl::transaction::end()\n", "  dbl::sqlite_implementer::do_end_transaction\n"}) {
+    EXPECT_NE(report.str().find(label), std::string::npos) << label << report.str();
+  }
 }
 
 }  // namespace
