@@ -7,6 +7,7 @@
 #include "dbl/database.h"
 #include "dbl/exceptions.h"
 #include "dbl/sql_generation.h"
+#include "dbl/transaction_undoer.h"
 #include "diagnostics/timer.h"
 
 namespace dbl {
@@ -148,17 +149,16 @@ void database_implementer::begin_transaction(save_policy_t policy, bool no_undo,
   }
   check_not_blocked();
   std::shared_ptr<transaction_undoer> undoer;
-  if (!no_undo && undoer_factory_) undoer = undoer_factory_(self);
+  if (!no_undo) undoer = std::make_shared<transaction_undoer>(self);
   do_begin_transaction(immediate);
   in_transaction_ = true;
   auto_id_loaded_ = false;
   save_policy_ = policy;
   no_undo_ = no_undo;
   undoer_ = std::move(undoer);
-  finished_undoer_.reset();
 }
 
-void database_implementer::end_transaction() {
+std::shared_ptr<transaction_undoer> database_implementer::end_transaction() {
   std::optional<lil::timer> timer;
   if (lil::timers_enabled()) timer.emplace("dbl::transaction::end()");
   check_not_blocked();
@@ -176,12 +176,7 @@ void database_implementer::end_transaction() {
   }
   in_transaction_ = false;
   auto_id_loaded_ = false;
-  finished_undoer_ = std::move(undoer_);
-  undoer_.reset();
-}
-
-std::shared_ptr<transaction_undoer> database_implementer::release_undoer() {
-  return std::move(finished_undoer_);
+  return std::move(undoer_);
 }
 
 void database_implementer::rollback_transaction() {

@@ -13,11 +13,11 @@
 #include "dbl/entry_data.h"
 #include "dbl/progress.h"
 #include "dbl/table_description.h"
-#include "dbl/transaction_undoer.h"
 
 namespace dbl {
 
 class database;
+class transaction_undoer;
 
 // How a save treats columns that somebody else changed since the row was read.
 enum save_policy_t : std::int32_t {
@@ -97,12 +97,12 @@ class database_implementer {
 
   // Transactions.
   // Throws std::logic_error when a transaction is open already; a failure leaves none open.
+  // Unless `no_undo`, the transaction gets a transaction_undoer on `self`.
   void begin_transaction(save_policy_t policy, bool no_undo, bool immediate, const database& self);
-  // Writes back the auto id counter and commits. On failure the transaction stays open.
-  void end_transaction();
-  // Hands over the undoer of the transaction that end_transaction() finished; may be null.
-  std::shared_ptr<transaction_undoer> release_undoer();
-  // Drops the undoer and rolls back.
+  // Writes back the auto id counter and commits, then hands over the transaction's undoer
+  // (null for a no-undo transaction). On failure the transaction stays open.
+  std::shared_ptr<transaction_undoer> end_transaction();
+  // Drops the undoer, with its undo tables, and rolls back.
   void rollback_transaction();
   bool in_transaction() const { return in_transaction_; }
   // Throws std::logic_error outside a transaction.
@@ -110,11 +110,6 @@ class database_implementer {
   bool undo_enabled() const { return in_transaction_ && !no_undo_; }
   // The undoer of the open transaction; null when it records no undo.
   const std::shared_ptr<transaction_undoer>& current_undoer() const { return undoer_; }
-  // Used by begin_transaction() for transactions that record undo. Without one, such a
-  // transaction has no undoer and end_with_undo() reports the null implementer.
-  void set_undoer_factory(transaction_undoer_factory factory) {
-    undoer_factory_ = std::move(factory);
-  }
 
   virtual void do_begin_transaction(bool immediate) = 0;
   virtual void do_end_transaction() = 0;
@@ -169,9 +164,9 @@ class database_implementer {
   bool in_transaction_ = false;
   save_policy_t save_policy_ = merge_policy;
   bool no_undo_ = true;
+  // Holds a database handle on this connection while the transaction is open; end and
+  // rollback let go of it, so the cycle lasts no longer than the transaction.
   std::shared_ptr<transaction_undoer> undoer_;
-  std::shared_ptr<transaction_undoer> finished_undoer_;
-  transaction_undoer_factory undoer_factory_;
   bool auto_id_loaded_ = false;
   std::int64_t auto_id_counter_ = 0;
   std::map<std::string, table_description, std::less<>> tables_;

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "dbl/exceptions.h"
+#include "dbl/transaction_undoer.h"
 #include "diagnostics/timer.h"
 
 namespace dbl {

@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "dbl/transaction_undoer.h"
+
 namespace dbl {
 
 transaction::~transaction() {
@@ -22,14 +24,18 @@ void transaction::begin(save_policy_t policy, bool no_undo, bool immediate) {
 }
 
 void transaction::end() {
-  if (!open_) throw std::logic_error("There is no open transaction to end.");
-  db_.implementer().end_transaction();
-  open_ = false;
+  finish();
 }
 
 jtb::undo_object transaction::end_with_undo() {
-  end();
-  return jtb::undo_object(db_.implementer().release_undoer());
+  return jtb::undo_object(finish());
+}
+
+std::shared_ptr<transaction_undoer> transaction::finish() {
+  if (!open_) throw std::logic_error("There is no open transaction to end.");
+  std::shared_ptr<transaction_undoer> undoer = db_.implementer().end_transaction();
+  open_ = false;
+  return undoer;
 }
 
 void transaction::rollback() {

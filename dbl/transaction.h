@@ -1,9 +1,13 @@
 #pragma once
 
+#include <memory>
+
 #include "dbl/database.h"
 #include "dbl/undo_object.h"
 
 namespace dbl {
+
+class transaction_undoer;
 
 // The one scope through which changes go. Rolls back on destruction unless end() or
 // end_with_undo() ran, so an exception half way leaves the database as it was. Transactions
@@ -32,6 +36,8 @@ class transaction {
   bool is_open() const { return open_; }
 
  private:
+  std::shared_ptr<transaction_undoer> finish();
+
   database db_;
   bool begun_ = false;
   bool open_ = false;

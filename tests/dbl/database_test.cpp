@@ -137,58 +137,5 @@ TEST_F(DatabaseTest, ClosedHandlesAndTables) {
   EXPECT_THROW(transaction(copy).begin(), database_connection_error);
 }
 
-// Stands in for the undoer of undo tables: notes what the writes report.
-class noting_undoer : public transaction_undoer {
- public:
-  void add_insert(const table_description&, const entry_data_vector& row) override {
-    notes.push_back("insert " + row[1].as_string());
-  }
-  void add_update(const table_description&, const entry_data_vector& updated,
-                  const entry_data_vector& original) override {
-    notes.push_back("update flag " + std::to_string(original[3].as_int()) + "->" +
-                    std::to_string(updated[3].as_int()));
-  }
-  void add_delete(const table_description&, const entry_data_vector& row) override {
-    notes.push_back("delete " + row[1].as_string());
-  }
-  void undo() override {}
-  void redo() override {}
-  std::vector<std::string> notes;
-};
-
-TEST_F(DatabaseTest, UndoerHookSeesEveryWriteOfAnUndoTransaction) {
-  std::shared_ptr<noting_undoer> made;
-  db_.implementer().set_undoer_factory([&](database) {
-    made = std::make_shared<noting_undoer>();
-    return made;
-  });
-  const int id = [&] {
-    transaction t(db_);
-    t.begin(merge_policy, true);
-    const int first = insert_tag("a");
-    t.end();
-    return first;
-  }();
-  EXPECT_EQ(made, nullptr);
-
-  record r(db_, tags_, id);
-  sqlite_database other(box_.path("d.db"));
-  query(other, "UPDATE tag_table SET name = 'b', flag = 9").execute();
-  transaction t(db_);
-  t.begin(merge_policy);
-  r["flag"] = entry_data(1);
-  r.save();
-  r.remove();
-  insert_tag("c");
-  record quiet(db_, tags_);
-  quiet["name"] = entry_data("not noted");
-  quiet["flag"] = entry_data(0);
-  quiet.save(true);
-  const jtb::undo_object undo = t.end_with_undo();
-  EXPECT_EQ(undo.implementer(), made);
-  // The merge refresh shows the undo record the other writer's value of the changed column.
-  EXPECT_EQ(made->notes, (std::vector<std::string>{"update flag 9->1", "delete b", "insert c"}));
-}
-
 }  // namespace
 }  // namespace dbl

@@ -1,0 +1,221 @@
+#include "dbl/transaction_undoer.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/date_time/posix_time/posix_time.hpp>
+
+#include "dbl/exceptions.h"
+#include "dbl/query.h"
+#include "dbl/record.h"
+#include "dbl/sqlite/sqlite_database.h"
+#include "dbl/transaction.h"
+#include "tests/dbl/dbl_test_util.h"
+#include "tests/support/sandbox.h"
+
+namespace dbl {
+namespace {
+
+using dbl_test::message_of;
+using rows = std::vector<entry_data_vector>;
+
+// Items of an album, pointing at tags: a second table, written between tag writes, so that
+// replay has to keep the order across tables.
+table_description item_table(const table_description& tags) {
+  table_description t("item_table");
+  t.add_column(column_description(
+      "tag_id", foreign_key_description("tag_table", tags.column("id"), relation_required),
+      not_in_primary_key, not_indexed));
+  t.add_column(
+      column_description("position", typeid(int), 0, no_constraint, not_in_primary_key, indexed));
+  return t;
+}
+
+class UndoTest : public ::testing::Test {
+ protected:
+  UndoTest() {
+    db_.create_table(tags_);
+    db_.create_table(items_);
+  }
+
+  record tag(const std::string& name, entry_data parent = entry_data()) {
+    record r(db_, tags_);
+    r["name"] = entry_data(name);
+    r["parent_id"] = std::move(parent);
+    r["flag"] = entry_data(0);
+    r.save();
+    return r;
+  }
+  record item(int tag_id, int position) {
+    record r(db_, items_);
+    r["tag_id"] = entry_data(tag_id);
+    r["position"] = entry_data(position);
+    r.save();
+    return r;
+  }
+  rows all(const table_description& table) {
+    query q(db_, "SELECT * FROM " + table.name() + " ORDER BY id");
+    q.set_columns(table);
+    return rows(q.begin(), q.end());
+  }
+  std::pair<rows, rows> snapshot() { return {all(tags_), all(items_)}; }
+  // The undo rows as "<undo id> <type> <id> <name> <flag>".
+  std::vector<std::string> undo_rows(const std::string& table) {
+    query q(db_, "SELECT _dbl_undo_id, _dbl_undo_type, id, name, flag FROM " + table +
+                     " ORDER BY _dbl_undo_id");
+    q.add_column("u", typeid(int)).add_column("t", typeid(std::string));
+    q.add_column("id", typeid(std::int64_t)).add_column("n", typeid(std::string));
+    q.add_column("f", typeid(int));
+    std::vector<std::string> out;
+    for (const entry_data_vector& r : q) {
+      out.push_back(std::to_string(r[0].as_int()) + " " + r[1].as_string() + " " +
+                    std::to_string(r[2].as_int64()) + " " + r[3].as_string() + " " +
+                    std::to_string(r[4].as_int()));
+    }
+    return out;
+  }
+  int count(const std::string& sql) { return query(db_, sql).select_ints().at(0); }
+
+  vantor_test::sandbox box_;
+  sqlite_database db_{box_.path("u.db")};
+  table_description tags_ = dbl_test::tag_table();
+  table_description items_ = item_table(tags_);
+};
+
+TEST_F(UndoTest, UndoTableRowsAndUpdateThenDeleteOfOneRow) {
+  {
+    transaction t(db_);
+    t.begin(merge_policy, true);
+    tag("a");
+    t.end();
+  }
+  record r(db_, tags_, 1);
+  sqlite_database other(box_.path("u.db"));
+  query(other, "UPDATE tag_table SET name = 'b', flag = 9").execute();
+  const rows before = all(tags_);
+
+  transaction t(db_);
+  t.begin(merge_policy);
+  r["flag"] = entry_data(1);
+  r.save();
+  r.remove();
+  tag("c");
+  record quiet(db_, tags_);
+  quiet["name"] = entry_data("not recorded");
+  quiet["flag"] = entry_data(0);
+  quiet.save(true);
+  jtb::undo_object undo = t.end_with_undo();
+  const rows after = all(tags_);
+  ASSERT_EQ(after.size(), 2u);
+  rows undone = before;
+  undone.push_back(quiet.values());
+
+  // Update: the new values, then the original ones, refreshed from the other writer under
+  // merge. Delete: the row as it stood. Ids are kept in the 64-bit kind; NULL stays NULL.
+  EXPECT_EQ(undo_rows("_dbl_temp_undo1"),
+            (std::vector<std::string>{"1 update 1 a 1", "2 update 1 a 9", "3 delete 1 b 1",
+                                      "4 insert 2 c 0"}));
+  EXPECT_EQ(count("SELECT COUNT(*) FROM _dbl_temp_undo1 WHERE data IS NULL AND when_done IS NULL "
+                  "AND typeof(id) = 'integer'"),
+            4);
+  EXPECT_TRUE(undo.is_undoable());
+
+  undo.undo();
+  EXPECT_EQ(all(tags_), undone);
+  undo.redo();
+  EXPECT_EQ(all(tags_), after);
+  undo.undo();
+  EXPECT_EQ(all(tags_), undone);
+
+  // The undo tables go with the last owner of the undoer.
+  undo = jtb::undo_object(std::make_shared<transaction_undoer>(db_));
+  EXPECT_FALSE(db_.table_exists("_dbl_temp_undo1"));
+}
+
+TEST_F(UndoTest, UndoAndRedoAcrossTablesRestoreRowsAndIds) {
+  transaction setup(db_);
+  setup.begin(merge_policy, true);
+  record kept = tag("kept");
+  record first_item = item(kept.id(), 1);
+  setup.end();
+  const auto before = snapshot();
+
+  transaction t(db_);
+  t.begin(strict_policy);
+  const record parent = tag("parent", entry_data(kept.id()));
+  const record child = tag("child", entry_data(parent.id()));
+  item(child.id(), 2);
+  first_item.remove();
+  kept["when_done"] = entry_data(boost::posix_time::ptime(boost::gregorian::date(2009, 5, 1)));
+  kept["data"] = entry_data(blob{1, 2, 3});
+  kept.save();
+  record(db_, tags_, parent.id()).remove(false);  // cascades to the child and its item
+  tag("late");
+  jtb::undo_object undo = t.end_with_undo();
+  const auto after = snapshot();
+
+  undo.undo();
+  EXPECT_EQ(snapshot(), before);
+  undo.redo();
+  EXPECT_EQ(snapshot(), after);
+  undo.undo();
+  undo.redo();
+  EXPECT_EQ(snapshot(), after);
+  EXPECT_FALSE(db_.in_transaction());
+}
+
+TEST_F(UndoTest, TransactionWithoutWritesHasNothingToReplay) {
+  transaction t(db_);
+  t.begin();
+  jtb::undo_object undo = t.end_with_undo();
+  undo.undo();
+  undo.redo();
+  EXPECT_FALSE(db_.table_exists("_dbl_temp_undo1"));
+  EXPECT_EQ(db_.unique_table_name("x"), "x1");
+
+  // A rolled back transaction takes its undo table with it.
+  transaction rolled(db_);
+  rolled.begin();
+  tag("gone");
+  rolled.rollback();
+  EXPECT_FALSE(db_.table_exists("_dbl_temp_undo2"));
+}
+
+TEST_F(UndoTest, FailedReplayLeavesDataAndUndoTablesAsTheyWere) {
+  {
+    transaction t(db_);
+    t.begin(merge_policy, true);
+    tag("y");
+    t.end();
+  }
+  transaction t(db_);
+  t.begin();
+  tag("x");
+  record y(db_, tags_, 1);
+  y["flag"] = entry_data(5);
+  y.save();
+  jtb::undo_object undo = t.end_with_undo();
+  const rows done = all(tags_);
+
+  // The update of y is undone first, then the delete of x fails: x changed meanwhile.
+  sqlite_database other(box_.path("u.db"));
+  query(other, "UPDATE tag_table SET name = 'z' WHERE name = 'x'").execute();
+  EXPECT_THROW(undo.undo(), record_changed_error);
+  EXPECT_FALSE(db_.in_transaction());
+  EXPECT_EQ(record(db_, tags_, 1).get("flag"), entry_data(5));
+  EXPECT_EQ(count("SELECT COUNT(*) FROM _dbl_temp_undo1"), 3);
+
+  query(db_, "UPDATE _dbl_temp_undo1 SET _dbl_undo_type = 'rename' WHERE _dbl_undo_id = 1")
+      .execute();
+  query(other, "UPDATE tag_table SET name = 'x' WHERE name = 'z'").execute();
+  EXPECT_EQ(message_of<std::logic_error>([&] { undo.undo(); }), "Unexpected undo type encountered");
+  EXPECT_EQ(all(tags_), done);
+
+  query(db_, "UPDATE _dbl_temp_undo1 SET _dbl_undo_type = 'insert' WHERE _dbl_undo_id = 1")
+      .execute();
+  undo.undo();
+  EXPECT_EQ(all(tags_).size(), 1u);
+  EXPECT_EQ(record(db_, tags_, 1).get("flag"), entry_data(0));
+}
+
+}  // namespace
+}  // namespace dbl
