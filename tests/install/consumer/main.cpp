@@ -5,7 +5,7 @@
 
 int main() {
   SyncPrefs prefs{};
-  VTL::GetSyncPrefsFromString(prefs, "<syncon value=\"true\"/><version value=\"12\"/>");
+  VTL::GetSyncPrefsFromString(prefs, "<syncon value=\"true\"><version value=\"12\"/></syncon>");
   if (!prefs.syncon || prefs.version != 12) {
     std::puts("parse through the installed library failed");
     return 1;
