@@ -15,5 +15,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/VantorConfigVersion.cmake
 install(FILES ${PROJECT_BINARY_DIR}/VantorConfig.cmake ${PROJECT_BINARY_DIR}/VantorConfigVersion.cmake
   DESTINATION ${VANTOR_CMAKE_DIR})
 
+# Relative to the .pc file, so that a copy installed under another prefix still points home.
+file(RELATIVE_PATH VANTOR_PC_PREFIX_FROM_PCDIR ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
+  ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/vantor.pc.in ${PROJECT_BINARY_DIR}/vantor.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vantor.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
