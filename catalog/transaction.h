@@ -1,0 +1,62 @@
+#pragma once
+
+#include <vector>
+
+#include "catalog/connection_handle.h"
+#include "dbl/transaction.h"
+#include "dbl/undo_object.h"
+
+namespace vael {
+
+// One write transaction on a catalog. At begin it notices another process's commits; at
+// commit it stamps one new change id on every changed media and tag. Rolls back on
+// destruction unless committed, and then drops the changed objects from the caches, since
+// they may hold values that the rollback takes away.
+// REQUIRES: no other transaction is open on the connection.
+class transaction {
+ public:
+  // Undoes and redoes a committed catalog step. Each replay is a change of its own: it marks
+  // the step's media and tags changed and stamps them with a new change id, so change ids
+  // only rise.
+  class undoer : public jtb::undo_implementer {
+   public:
+    undoer(jtb::undo_object inner, connection_handle handle, std::vector<int> media_ids,
+           std::vector<int> tag_ids);
+    void undo() override;
+    void redo() override;
+    bool is_undoable() const override;
+
+   private:
+    void replay(bool forward);
+
+    jtb::undo_object inner_;
+    connection_handle handle_;
+    std::vector<int> media_ids_;
+    std::vector<int> tag_ids_;
+  };
+
+  // Throws connection_error when the handle's connection is gone.
+  explicit transaction(connection_handle handle);
+  // Never throws.
+  ~transaction();
+  transaction(const transaction&) = delete;
+  transaction& operator=(const transaction&) = delete;
+
+  // Opens the transaction under the merge policy, recording undo unless `no_undo`, and taking
+  // the write lock at once when `immediate` is 1; then drops every cache if another process
+  // committed since this connection last looked. Model code uses begin(true, 1).
+  // Throws std::logic_error when a transaction is open already.
+  void begin(bool no_undo, int immediate);
+  // Stamps the changed media and tags with a new change id, leaving the transaction open.
+  void flush_changes();
+  void commit();
+  // Commits and hands back what undoes the step. Throws std::logic_error "Cannot create an
+  // undo_object with a null implementer." after the commit when begin() asked for no undo.
+  jtb::undo_object commit_with_undo();
+
+ private:
+  dbl::transaction transaction_;
+  connection_handle handle_;
+};
+
+}  // namespace vael

@@ -1,0 +1,109 @@
+#include "catalog/connection.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "catalog/internal_connection.h"
+#include "catalog/stack_namespace.h"
+#include "catalog/volume_manager.h"
+#include "dbl/sqlite/sqlite_database.h"
+#include "tests/catalog/catalog_test_support.h"
+#include "tests/support/sandbox.h"
+
+namespace {
+
+using vael_test::scalar;
+
+std::string open_error(const std::string& path) {
+  try {
+    vael::connection c(path);
+  } catch (const std::exception& e) {
+    return e.what();
+  }
+  return "(opened)";
+}
+
+TEST(Connection, RefusesWhatIsNoUsableCatalogWithItsOwnText) {
+  vantor_test::sandbox box;
+  box.write_file("text.vdb", "this is not a database, but it is long enough to look like one....");
+  const std::string old = vael_test::new_catalog(box, "old.vdb");
+  {
+    dbl::sqlite_database db(old);
+    vael_test::run(db, "CREATE TABLE version_table (version_number INTEGER NOT NULL)");
+    vael_test::run(db, "INSERT INTO version_table (version_number) VALUES (6)");
+  }
+  struct bad_file {
+    const char* name;
+    std::string path;
+    std::string message;
+  };
+  const bad_file cases[] = {
+      {"missing", box.path("missing.vdb"),
+       "The database file " + box.path("missing.vdb") + " does not exist."},
+      {"text", box.path("text.vdb"),
+       "The database file could be not opened.  This can happen if the database file is "
+       "corrupt, read-only, or not a database"},
+      {"version 6", old, "The database is not the current version, and cannot be opened"},
+  };
+  for (const bad_file& c : cases) {
+    EXPECT_EQ(open_error(c.path), c.message) << c.name;
+  }
+  EXPECT_FALSE(std::filesystem::exists(box.path("missing.vdb")));
+  EXPECT_THROW(vael::connection{box.path("missing.vdb")}, vael::file_nonexistant_error);
+  EXPECT_THROW(vael::connection{box.path("text.vdb")}, vael::database_corrupt_error);
+  EXPECT_THROW(vael::connection{old}, vael::database_version_error);
+}
+
+TEST(Connection, OpeningTwiceMakesTheStackNamespaceAndRelativeVolumeOnce) {
+  vantor_test::sandbox box;
+  const std::string path = vael_test::new_catalog(box, "c.vdb");
+  int first_change = 0;
+  {
+    vael::connection c(path);
+    first_change = c.get().change_tracker().current_change_id();
+    EXPECT_GT(first_change, 0);
+    // The namespace row is stamped with the change that made it.
+    EXPECT_EQ(scalar(c.get().database(),
+                     "SELECT change_id FROM tag_table WHERE name = 'stack_ns' AND parent_id = 0"),
+              first_change - 1);
+  }
+  vael::connection c(path);
+  dbl::database& db = c.get().database();
+  EXPECT_EQ(scalar(db, "SELECT COUNT(*) FROM tag_table WHERE name = 'stack_ns'"), 1);
+  EXPECT_EQ(scalar(db,
+                   "SELECT COUNT(*) FROM tag_table WHERE name = 'stack_ns' AND parent_id = 0 "
+                   "AND type_name = 'custom_tag_namespace' AND can_have_children = 1 AND "
+                   "can_tag_media = 0 AND sibling_index = 1"),
+            1);
+  EXPECT_EQ(scalar(db,
+                   "SELECT COUNT(*) FROM volume_table WHERE type = 'database_relative_drive' "
+                   "AND serial = 'vael:database_relative_volume' AND description = "
+                   "'database relative' AND drive_path_if_builtin = ''"),
+            1);
+  EXPECT_EQ(c.get().change_tracker().current_change_id(), first_change);
+}
+
+TEST(Connection, ObjectsThatOutliveTheConnectionFailCleanly) {
+  vantor_test::sandbox box;
+  const std::string path = vael_test::new_catalog(box, "c.vdb");
+  EXPECT_THROW(vael::get_connection(vael::connection_handle()), vael::connection_error);
+  vael::connection_handle kept;
+  {
+    vael::connection c(path);
+    kept = c.handle();
+    EXPECT_EQ(&vael::get_connection(kept), &c.get());
+  }
+  try {
+    vael::get_volume_manager(kept);
+    FAIL() << "no error after the connection went";
+  } catch (const vael::connection_error& e) {
+    EXPECT_STREQ(e.what(), "The connection to vael has already been closed.");
+  }
+  EXPECT_THROW(vael::transaction t(kept), vael::connection_error);
+}
+
+}  // namespace

@@ -1,0 +1,99 @@
+#include "catalog/object_cache.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "catalog/object_tracker.h"
+#include "tests/catalog/catalog_test_support.h"
+#include "tests/support/sandbox.h"
+
+namespace {
+
+// Stands in for the cached catalog classes that come later.
+struct probe {
+  int id = 0;
+  std::string text;
+};
+
+probe load_counted(int id, int& loads) {
+  ++loads;
+  return {id, "row " + std::to_string(id)};
+}
+
+TEST(ObjectCache, EvictsFirstInFirstOutAndHandsOutCopies) {
+  vael::bounded_cache<std::string> cache;
+  int loads = 0;
+  const auto get = [&](int id) {
+    return cache.get_or_load<probe>("key" + std::to_string(id),
+                                    [&] { return load_counted(id, loads); });
+  };
+  for (int id = 1; id <= 50; ++id) get(id);
+  EXPECT_EQ(loads, 50);
+  probe first = get(1);  // a hit, which must not renew the entry
+  EXPECT_EQ(loads, 50);
+  first.text = "changed by a caller";
+  EXPECT_EQ(get(1).text, "row 1");
+
+  get(51);
+  EXPECT_EQ(cache.size(), 50u);
+  EXPECT_FALSE(cache.contains("key1"));
+  EXPECT_TRUE(cache.contains("key2"));
+  EXPECT_TRUE(cache.contains("key51"));
+  get(1);
+  EXPECT_EQ(loads, 52);
+  EXPECT_FALSE(cache.contains("key2"));
+
+  cache.remove("key3");
+  get(52);  // the freed place is used; nothing else goes
+  EXPECT_TRUE(cache.contains("key4"));
+  EXPECT_THROW(cache.get_or_load<int>("key4", [] { return 0; }), std::logic_error);
+
+  cache.set_capacity(50000);
+  cache.clear();
+  EXPECT_EQ(cache.size(), 0u);
+  EXPECT_EQ(cache.capacity(), 50u);
+}
+
+TEST(ObjectTracker, ChangedIdsLeaveEveryCacheOfTheTracker) {
+  vael::object_tracker tracker;
+  const auto probes = tracker.get_cache("probe");
+  const auto others = tracker.get_cache("other_probe");
+  EXPECT_EQ(tracker.get_cache("probe"), probes);
+  for (const auto& cache : {probes, others}) {
+    for (int id : {7, 8}) cache->get_or_load<probe>(id, [id] { return probe{id, ""}; });
+  }
+  tracker.remove_from_caches(8);
+  EXPECT_TRUE(tracker.changed_ids().empty());
+  tracker.mark_changed(7);
+  EXPECT_EQ(tracker.changed_ids(), std::set<int>{7});
+  EXPECT_EQ(probes->size(), 0u);
+  EXPECT_EQ(others->size(), 0u);
+
+  tracker.get_cache("probe")->get_or_load<probe>(9, [] { return probe{9, ""}; });
+  tracker.drop_caches();
+  EXPECT_EQ(tracker.changed_ids(), std::set<int>{7});
+  EXPECT_EQ(tracker.get_cache("probe")->size(), 0u);
+  tracker.clear();
+  EXPECT_TRUE(tracker.changed_ids().empty());
+}
+
+TEST(InternalConnection, ClearCachesEmptiesEveryCacheAndRestoresCapacities) {
+  vantor_test::sandbox box;
+  vael::connection c(vael_test::new_catalog(box, "c.vdb"));
+  vael::internal_connection& ic = c.get();
+  const auto tags = ic.tag_tracker().get_cache("tag_base");
+  tags->set_capacity(50000);
+  tags->get_or_load<probe>(1, [] { return probe{}; });
+  ic.tag_tracker().mark_changed(2);
+  ic.metadata_by_identifier().get_or_load<probe>("omb:x", [] { return probe{}; });
+  ic.rendition_by_id().set_capacity(3);
+  ic.clear_caches();
+  EXPECT_EQ(ic.tag_tracker().get_cache("tag_base")->size(), 0u);
+  EXPECT_NE(ic.tag_tracker().get_cache("tag_base"), tags);
+  EXPECT_TRUE(ic.tag_tracker().changed_ids().empty());
+  EXPECT_EQ(ic.metadata_by_identifier().size(), 0u);
+  EXPECT_EQ(ic.rendition_by_id().capacity(), 50u);
+}
+
+}  // namespace

@@ -1,0 +1,180 @@
+#include "catalog/transaction.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/date_time/posix_time/posix_time.hpp>
+#include <stdexcept>
+#include <string>
+
+#include "catalog/change_tracker.h"
+#include "catalog/connection.h"
+#include "catalog/internal_connection.h"
+#include "tests/catalog/catalog_test_support.h"
+#include "tests/support/sandbox.h"
+
+namespace {
+
+namespace pt = boost::posix_time;
+using vael_test::media_change_id;
+using vael_test::run;
+using vael_test::scalar;
+
+struct cached_media {
+  int id = 0;
+};
+
+bool cached(vael::internal_connection& c, int id) {
+  return c.media_tracker().get_cache("media")->contains(id);
+}
+
+void cache(vael::internal_connection& c, int id) {
+  c.media_tracker().get_cache("media")->get_or_load<cached_media>(
+      id, [id] { return cached_media{id}; });
+}
+
+class CatalogTransaction : public ::testing::Test {
+ protected:
+  CatalogTransaction() : catalog_(vael_test::new_catalog(box_, "c.vdb")), c_(catalog_) {}
+
+  int commit_new_media(const std::string& file) {
+    vael::transaction t(c_.handle());
+    t.begin(true, 1);
+    const int id = vael_test::add_media(c_.get(), file);
+    t.commit();
+    return id;
+  }
+
+  vantor_test::sandbox box_;
+  std::string catalog_;
+  vael::connection c_;
+};
+
+TEST_F(CatalogTransaction, CommitStampsOneNewIdOnTheChangedRowsOnly) {
+  vael::internal_connection& c = c_.get();
+  dbl::database& db = c.database();
+  const int a = commit_new_media("a.jpg");
+  const int b = commit_new_media("b.jpg");
+  const int after_b = c.change_tracker().current_change_id();
+  EXPECT_EQ(media_change_id(db, b), after_b);
+  EXPECT_EQ(media_change_id(db, a), after_b - 1);
+  EXPECT_TRUE(c.media_tracker().changed_ids().empty());
+
+  const pt::ptime before = pt::second_clock::universal_time();
+  {
+    vael::transaction t(c_.handle());
+    t.begin(true, 1);
+    t.commit();  // no change still takes an id
+  }
+  EXPECT_EQ(c.change_tracker().current_change_id(), after_b + 1);
+  EXPECT_EQ(vael::change_tracker::read_current(db), after_b + 1);
+  EXPECT_EQ(media_change_id(db, b), after_b);
+  dbl::query q(db, "SELECT change_date_time FROM db_change_timestamp_table WHERE change_id = " +
+                       std::to_string(after_b + 1));
+  q.add_column("ignored", typeid(pt::ptime));
+  const pt::ptime dated = q.first_row()[0].as_ptime();
+  EXPECT_LE(before, dated);
+  EXPECT_LE(dated, pt::second_clock::universal_time());
+}
+
+TEST_F(CatalogTransaction, FirstCommitWithoutACounterRowGivesOne) {
+  dbl::database& db = c_.get().database();
+  run(db, "DELETE FROM change_table");
+  run(db, "DELETE FROM db_change_timestamp_table");
+  vael::transaction t(c_.handle());
+  t.begin(true, 1);
+  t.commit();
+  EXPECT_EQ(c_.get().change_tracker().current_change_id(), 1);
+  EXPECT_EQ(scalar(db, "SELECT change_id FROM change_table WHERE change_type = 'db_changed'"), 1);
+}
+
+TEST_F(CatalogTransaction, AnExceptionRollsBackAndDropsTheChangedObjects) {
+  vael::internal_connection& c = c_.get();
+  const int before = c.change_tracker().current_change_id();
+  const int kept = commit_new_media("kept.jpg");
+  cache(c, kept);
+  int added = 0;
+  try {
+    vael::transaction t(c_.handle());
+    t.begin(true, 1);
+    added = vael_test::add_media(c, "lost.jpg");
+    c.media_tracker().mark_changed(kept);
+    cache(c, added);  // a reader loaded it meanwhile
+    cache(c, kept);
+    throw std::runtime_error("half way");
+  } catch (const std::runtime_error&) {
+  }
+  EXPECT_FALSE(c.database().in_transaction());
+  EXPECT_EQ(
+      scalar(c.database(), "SELECT COUNT(*) FROM media_table WHERE id = " + std::to_string(added)),
+      0);
+  EXPECT_FALSE(cached(c, added));
+  EXPECT_FALSE(cached(c, kept));
+  EXPECT_EQ(c.media_tracker().changed_ids(), (std::set<int>{kept, added}));
+  EXPECT_EQ(c.change_tracker().current_change_id(), before + 1);
+}
+
+TEST_F(CatalogTransaction, DatesArePrunedAThousandAtATimeAtTheExactBoundary) {
+  dbl::database& db = c_.get().database();
+  run(db, "DELETE FROM db_change_timestamp_table");
+  run(db,
+      "WITH RECURSIVE n(i) AS (SELECT 2 UNION ALL SELECT i + 1 FROM n WHERE i < 11000) "
+      "INSERT INTO db_change_timestamp_table (change_id, change_date_time) "
+      "SELECT i, '20200101T000000' FROM n");
+  run(db, "UPDATE change_table SET change_id = 11000 WHERE change_type = 'db_changed'");
+  const auto commit = [&] {
+    vael::transaction t(c_.handle());
+    t.begin(true, 1);
+    t.commit();
+  };
+  commit();  // 11001 looks for row 1, which is gone: nothing goes
+  EXPECT_EQ(scalar(db, "SELECT COUNT(*) FROM db_change_timestamp_table"), 11000);
+  commit();  // 11002 finds row 2: everything below 1002 goes
+  EXPECT_EQ(scalar(db, "SELECT MIN(change_id) FROM db_change_timestamp_table"), 1002);
+  EXPECT_EQ(scalar(db, "SELECT MAX(change_id) FROM db_change_timestamp_table"), 11002);
+  EXPECT_EQ(scalar(db, "SELECT COUNT(*) FROM db_change_timestamp_table"), 10001);
+  commit();  // 11003 looks for row 3, pruned already
+  EXPECT_EQ(scalar(db, "SELECT COUNT(*) FROM db_change_timestamp_table"), 10002);
+}
+
+TEST_F(CatalogTransaction, UndoAndRedoAreNewChanges) {
+  vael::internal_connection& c = c_.get();
+  dbl::database& db = c.database();
+  const int media = commit_new_media("a.jpg");
+  jtb::undo_object step = [&] {
+    vael::transaction t(c_.handle());
+    t.begin(false, 1);
+    dbl::record m(db, db.get_table("media_table"), media);
+    m.set("full_filepath", "b.jpg");
+    m.save();
+    c.media_tracker().mark_changed(media);
+    return t.commit_with_undo();
+  }();
+  const int stepped = media_change_id(db, media);
+  EXPECT_EQ(stepped, c.change_tracker().current_change_id());
+  EXPECT_TRUE(step.is_undoable());
+
+  cache(c, media);
+  step.undo();
+  EXPECT_FALSE(cached(c, media));
+  EXPECT_TRUE(c.media_tracker().changed_ids().empty());
+  dbl::record undone(db, db.get_table("media_table"), media);
+  EXPECT_EQ(undone.get("full_filepath").as_string(), "a.jpg");
+  EXPECT_EQ(undone.get("change_id").as_int(), stepped + 1);
+
+  step.redo();
+  dbl::record redone(db, db.get_table("media_table"), media);
+  EXPECT_EQ(redone.get("full_filepath").as_string(), "b.jpg");
+  EXPECT_EQ(redone.get("change_id").as_int(), stepped + 2);
+
+  vael::transaction no_undo(c_.handle());
+  no_undo.begin(true, 1);
+  try {
+    no_undo.commit_with_undo();
+    FAIL() << "a step without undo gave an undo object";
+  } catch (const std::logic_error& e) {
+    EXPECT_STREQ(e.what(), "Cannot create an undo_object with a null implementer.");
+  }
+  EXPECT_EQ(c.change_tracker().current_change_id(), stepped + 3);
+}
+
+}  // namespace
