@@ -3,6 +3,7 @@
 #include <atomic>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <typeinfo>
 #include <variant>
@@ -74,7 +75,7 @@ enum class entry_kind : std::uint8_t {
 // Thread-safe to copy; the value itself is never written after construction.
 class entry_data {
  public:
-  entry_data() noexcept { s_.u64 = 0; }
+  entry_data() noexcept = default;
   entry_data(bool v) noexcept : kind_(entry_kind::boolean) { s_.b = v; }
   entry_data(short v) noexcept : kind_(entry_kind::int16) { s_.i16 = v; }
   entry_data(unsigned short v) noexcept : kind_(entry_kind::uint16) { s_.u16 = v; }
@@ -118,6 +119,11 @@ class entry_data {
 
   bool is_null() const noexcept { return kind_ == entry_kind::null; }
   entry_kind kind() const noexcept { return kind_; }
+  // True when both handles hold one representation: the same box, or the same kind with the
+  // same inline bits. Cheaper than ==; a copy always shares with its source.
+  bool shares(const entry_data& other) const noexcept {
+    return kind_ == other.kind_ && bits() == other.bits();
+  }
   // typeid of the held kind; typeid(void) for null.
   const std::type_info& type() const noexcept;
 
@@ -178,7 +184,14 @@ class entry_data {
   template <typename Target>
   Target numeric() const;
 
-  scalar s_;
+  std::uint64_t bits() const noexcept {
+    std::uint64_t b;
+    std::memcpy(&b, &s_, sizeof b);
+    return b;
+  }
+
+  // Zeroed first, so that kinds narrower than 64 bits leave no stray bits for bits().
+  scalar s_{};
   entry_kind kind_ = entry_kind::null;
 };
 

@@ -63,7 +63,10 @@ void record::save(bool without_undo) {
   transaction_undoer* undoer = without_undo ? nullptr : impl.current_undoer().get();
   if (in_database_) {
     update_row(impl, table_, current_, original_, impl.save_policy(), undoer);
-    original_ = current_;
+    // Most cells still share their value with the original; copy only the others.
+    for (std::size_t i = 0; i < current_.size(); ++i) {
+      if (!original_[i].shares(current_[i])) original_[i] = current_[i];
+    }
     return;
   }
   entry_data_vector values = current_;

@@ -161,18 +161,26 @@ generated_sql select_current_sql(const table_description& table, const entry_dat
   return out;
 }
 
-generated_sql update_sql(const table_description& table, const entry_data_vector& updated,
-                         entry_data_vector& original, const entry_data_vector* current,
-                         save_policy_t policy) {
+namespace {
+
+// The UPDATE of update_sql(). `refreshed`, when given, receives the cells of `original` that
+// the merge rule replaces with those of `current`.
+generated_sql build_update(const table_description& table, const entry_data_vector& updated,
+                           const entry_data_vector& original, const entry_data_vector* current,
+                           save_policy_t policy, entry_data_vector* refreshed) {
   const auto& columns = table.columns();
   if (updated.size() != columns.size() || original.size() != columns.size() ||
       (current != nullptr && current->size() != columns.size())) {
     throw std::logic_error(
         "The update statement couldn't be generated because the column data was invalid.");
   }
-  std::string set;
+  generated_sql out;
+  out.text.reserve(96);
+  out.text += "UPDATE ";
+  out.text += table.name();
+  out.text += "\nSET ";
+  const std::size_t head = out.text.size();
   std::string where = "WHERE ";
-  entry_data_vector set_params;
   entry_data_vector where_params;
   bool first_where = true;
   for (std::size_t i = 0; i < columns.size(); ++i) {
@@ -180,27 +188,34 @@ generated_sql update_sql(const table_description& table, const entry_data_vector
     const bool differs = original[i] != updated[i];
     if (!c.is_key() && !differs) continue;
     if (!c.is_key() && (policy == merge_policy || c.skip_change_check())) {
-      if (current != nullptr) original[i] = (*current)[i];
+      if (current != nullptr && refreshed != nullptr) (*refreshed)[i] = (*current)[i];
     } else {
       add_where_term(where, first_where, c.name(), original[i], where_params);
     }
     if (differs) {
-      if (!set.empty()) set += ", ";
-      set += c.name();
+      if (out.text.size() != head) out.text += ", ";
+      out.text += c.name();
       if (updated[i].is_null()) {
-        set += " = NULL";
+        out.text += " = NULL";
       } else {
-        set += " = ?";
-        set_params.push_back(updated[i]);
+        out.text += " = ?";
+        out.params.push_back(updated[i]);
       }
     }
   }
-  generated_sql out;
-  if (set.empty()) return out;
-  out.text = "UPDATE " + table.name() + "\nSET " + set + "\n" + where;
-  out.params = std::move(set_params);
+  if (out.text.size() == head) return generated_sql();
+  out.text += "\n";
+  out.text += where;
   out.params.insert(out.params.end(), where_params.begin(), where_params.end());
   return out;
+}
+
+}  // namespace
+
+generated_sql update_sql(const table_description& table, const entry_data_vector& updated,
+                         entry_data_vector& original, const entry_data_vector* current,
+                         save_policy_t policy) {
+  return build_update(table, updated, original, current, policy, &original);
 }
 
 generated_sql delete_sql(const table_description& table, const entry_data_vector& values,
@@ -250,11 +265,22 @@ void update_row(database_implementer& impl, const table_description& table,
                 const entry_data_vector& updated, const entry_data_vector& original,
                 save_policy_t policy, transaction_undoer* undoer) {
   const auto timer = label("dbl::update ", table.name());
+  if (undoer == nullptr) {
+    // The row as it stands only serves to show the undo record the other writer's values;
+    // without an undoer the WHERE clause alone decides, so neither the read nor a copy of
+    // the original values is needed.
+    const generated_sql update = build_update(table, updated, original, nullptr, policy, nullptr);
+    if (update.text.empty()) return;
+    sql_request request;
+    request.sql = update.text;
+    request.params = &update.params;
+    request.large_cache = true;
+    if (impl.execute(request) != 1) throw record_changed_error(kUpdateChanged);
+    return;
+  }
   entry_data_vector before = original;
-  // The row as it stands only serves to show the undo record the other writer's values;
-  // without an undoer the WHERE clause alone decides, so the read is skipped.
   std::optional<entry_data_vector> current;
-  if (undoer != nullptr && policy == merge_policy && before.size() == table.column_count() &&
+  if (policy == merge_policy && before.size() == table.column_count() &&
       updated.size() == table.column_count()) {
     bool changed = false;
     for (std::size_t i = 0; i < updated.size() && !changed; ++i) changed = before[i] != updated[i];
@@ -269,7 +295,7 @@ void update_row(database_implementer& impl, const table_description& table,
   request.params = &update.params;
   request.large_cache = true;
   if (impl.execute(request) != 1) throw record_changed_error(kUpdateChanged);
-  if (undoer != nullptr) undoer->add_update(table, updated, before);
+  undoer->add_update(table, updated, before);
 }
 
 void delete_row(database_implementer& impl, const table_description& table,

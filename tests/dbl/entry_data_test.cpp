@@ -34,9 +34,14 @@ TEST(EntryData, CopiesShareOneBox) {
   entry_data a(std::string("shared"));
   entry_data b = a;
   EXPECT_EQ(&a.as_string(), &b.as_string());
+  EXPECT_TRUE(a.shares(b));
+  EXPECT_FALSE(a.shares(entry_data(std::string("shared"))));
   b = entry_data(7);
   EXPECT_EQ(a.as_string(), "shared");
   EXPECT_EQ(b.as_int(), 7);
+  EXPECT_TRUE(b.shares(entry_data(7)));
+  EXPECT_FALSE(b.shares(entry_data(std::int64_t{7})));
+  EXPECT_FALSE(entry_data(short{-1}).shares(entry_data(short{1})));
 }
 
 TEST(EntryData, NumericConversions) {
