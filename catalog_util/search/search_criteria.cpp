@@ -1,0 +1,81 @@
+#include "catalog_util/search/search_criteria.h"
+
+#include <boost/numeric/conversion/cast.hpp>
+#include <map>
+#include <stdexcept>
+
+#include "catalog_util/search/all_photos_search.h"
+#include "catalog_util/search/criteria_serialization.h"
+#include "catalog_util/search/search_implementer.h"
+
+namespace vael_util {
+namespace {
+
+std::map<std::int32_t, search_implementer>& implementer_table() {
+  static std::map<std::int32_t, search_implementer> table;
+  return table;
+}
+
+bool registered = false;
+int search_version = 0;
+
+}  // namespace
+
+void register_search_implementers(int version) {
+  if (registered) return;
+  registered = true;
+  // The other classes add themselves here as they arrive.
+  add_search_implementer(all_photos_search_type,
+                         make_search_implementer<all_photos_search>(all_photos_search_type));
+  search_version = version;
+}
+
+int registered_search_version() {
+  return search_version;
+}
+
+void add_search_implementer(std::int32_t type, search_implementer implementer) {
+  implementer_table()[type] = std::move(implementer);
+}
+
+search_implementer find_search_implementer(std::int32_t type) {
+  const auto& table = implementer_table();
+  const auto it = table.find(type);
+  if (it == table.end()) {
+    throw std::runtime_error(
+        "No search_criteria implementer is defined for the search type passed in.");
+  }
+  return it->second;
+}
+
+search_criteria::search_criteria() : value_(all_photos_search()), type_(all_photos_search_type) {}
+
+bool search_criteria::equals(const search_criteria& other) const {
+  if (type_ != other.type_) return false;
+  return find_search_implementer(type_).equals(*this, other);
+}
+
+void search_criteria::serialize(std::string& out) const {
+  out += serialize_number(type_);
+  out += find_search_implementer(type_).serialize(*this);
+}
+
+std::uint64_t search_criteria::deserialize(const std::string& text, std::uint64_t pos) {
+  *this = search_criteria();
+  std::uint64_t end = pos;
+  const auto type = boost::numeric_cast<std::int32_t>(read_number(text, pos, &end));
+  const search_implementer implementer = find_search_implementer(type);
+  return implementer.deserialize(text, end, *this);
+}
+
+query_t search_criteria::build_query(const vael::connection_handle& handle,
+                                     const std::string& table) const {
+  return find_search_implementer(type_).build_query(handle, *this, table);
+}
+
+query_t search_criteria::build_any_query(const vael::connection_handle& handle,
+                                         const std::string& table) const {
+  return find_search_implementer(type_).build_any_query(handle, *this, table);
+}
+
+}  // namespace vael_util
