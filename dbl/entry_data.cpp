@@ -27,14 +27,14 @@ template <typename Target>
 Target entry_data::numeric() const {
   switch (kind_) {
     case entry_kind::uint16:
-      return boost::numeric_cast<Target>(s_.u16);
+      return boost::numeric_cast<Target>(static_cast<std::uint16_t>(s_.u64));
     case entry_kind::int16:
-      return boost::numeric_cast<Target>(s_.i16);
+      return boost::numeric_cast<Target>(static_cast<std::int16_t>(s_.i64));
     case entry_kind::uint32:
-      return boost::numeric_cast<Target>(s_.u32);
+      return boost::numeric_cast<Target>(static_cast<std::uint32_t>(s_.u64));
     case entry_kind::int32:
     case entry_kind::auto_id_value:
-      return boost::numeric_cast<Target>(s_.i32);
+      return boost::numeric_cast<Target>(static_cast<std::int32_t>(s_.i64));
     case entry_kind::uint64:
       return boost::numeric_cast<Target>(s_.u64);
     case entry_kind::int64:
@@ -80,7 +80,7 @@ const std::type_info& entry_data::type() const noexcept {
 
 bool entry_data::as_bool() const {
   if (kind_ != entry_kind::boolean) throw bad_entry_data_cast();
-  return s_.b;
+  return s_.u64 != 0;
 }
 const fixed_string& entry_data::as_fixed_string() const {
   return exact<fixed_string>();
@@ -175,7 +175,7 @@ bool operator==(const entry_data& a, const entry_data& b) {
   }
 
   const auto either = [&](entry_kind k) { return ka == k || kb == k; };
-  if (either(entry_kind::boolean)) return same && a.s_.b == b.s_.b;
+  if (either(entry_kind::boolean)) return same && a.s_.u64 == b.s_.u64;
   if (either(entry_kind::string)) return same && a.as_string() == b.as_string();
   if (either(entry_kind::wstring)) return same && a.as_wstring() == b.as_wstring();
   if (either(entry_kind::fixed_text)) {
@@ -196,7 +196,7 @@ bool operator==(const entry_data& a, const entry_data& b) {
   if (either(entry_kind::float64)) {
     return same && std::fabs(a.s_.d - b.s_.d) < 2.220446049250313e-16;
   }
-  if (same && ka == entry_kind::int32) return a.s_.i32 == b.s_.i32;
+  if (same && ka == entry_kind::int32) return a.s_.i64 == b.s_.i64;
   if (either(entry_kind::uint64)) return a.as_uint64() == b.as_uint64();
   return a.as_int64() == b.as_int64();
 }

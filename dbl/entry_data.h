@@ -76,20 +76,20 @@ enum class entry_kind : std::uint8_t {
 class entry_data {
  public:
   entry_data() noexcept = default;
-  entry_data(bool v) noexcept : kind_(entry_kind::boolean) { s_.b = v; }
-  entry_data(short v) noexcept : kind_(entry_kind::int16) { s_.i16 = v; }
-  entry_data(unsigned short v) noexcept : kind_(entry_kind::uint16) { s_.u16 = v; }
-  entry_data(int v) noexcept : kind_(entry_kind::int32) { s_.i32 = v; }
-  entry_data(unsigned int v) noexcept : kind_(entry_kind::uint32) { s_.u32 = v; }
-  entry_data(long32 v) noexcept : kind_(entry_kind::long_value) { s_.i32 = v.value; }
-  entry_data(ulong32 v) noexcept : kind_(entry_kind::ulong_value) { s_.u32 = v.value; }
+  entry_data(bool v) noexcept : kind_(entry_kind::boolean) { s_.u64 = v ? 1 : 0; }
+  entry_data(short v) noexcept : kind_(entry_kind::int16) { s_.i64 = v; }
+  entry_data(unsigned short v) noexcept : kind_(entry_kind::uint16) { s_.u64 = v; }
+  entry_data(int v) noexcept : kind_(entry_kind::int32) { s_.i64 = v; }
+  entry_data(unsigned int v) noexcept : kind_(entry_kind::uint32) { s_.u64 = v; }
+  entry_data(long32 v) noexcept : kind_(entry_kind::long_value) { s_.i64 = v.value; }
+  entry_data(ulong32 v) noexcept : kind_(entry_kind::ulong_value) { s_.u64 = v.value; }
   // `long` and `long long` are the signed 64-bit kind here; see long32.
   entry_data(long v) noexcept : kind_(entry_kind::int64) { s_.i64 = v; }
   entry_data(unsigned long v) noexcept : kind_(entry_kind::uint64) { s_.u64 = v; }
   entry_data(long long v) noexcept : kind_(entry_kind::int64) { s_.i64 = v; }
   entry_data(unsigned long long v) noexcept : kind_(entry_kind::uint64) { s_.u64 = v; }
   entry_data(double v) noexcept : kind_(entry_kind::float64) { s_.d = v; }
-  entry_data(dbl::auto_id v) noexcept : kind_(entry_kind::auto_id_value) { s_.i32 = v.value; }
+  entry_data(dbl::auto_id v) noexcept : kind_(entry_kind::auto_id_value) { s_.i64 = v.value; }
   entry_data(std::string v) : kind_(entry_kind::string) { s_.heap = new box(std::move(v)); }
   // A null pointer gives the empty string, not the null value.
   entry_data(const char* v) : entry_data(std::string(v != nullptr ? v : "")) {}
@@ -160,12 +160,9 @@ class entry_data {
     std::atomic<std::int32_t> refs{1};
     heap_value value;
   };
+  // Every member spans all eight bytes: narrower kinds are stored widened, so that bits()
+  // reads only written bytes.
   union scalar {
-    bool b;
-    std::int16_t i16;
-    std::uint16_t u16;
-    std::int32_t i32;
-    std::uint32_t u32;
     std::int64_t i64;
     std::uint64_t u64;
     double d;
@@ -184,13 +181,13 @@ class entry_data {
   template <typename Target>
   Target numeric() const;
 
+  static_assert(sizeof(void*) == sizeof(std::uint64_t), "bits() reads the whole pointer");
   std::uint64_t bits() const noexcept {
     std::uint64_t b;
     std::memcpy(&b, &s_, sizeof b);
     return b;
   }
 
-  // Zeroed first, so that kinds narrower than 64 bits leave no stray bits for bits().
   scalar s_{};
   entry_kind kind_ = entry_kind::null;
 };
