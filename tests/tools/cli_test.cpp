@@ -155,15 +155,29 @@ TEST_F(CliTest, CatalogsAreCreatedCheckedUpgradedAndBadFilesLeftAlone) {
   EXPECT_NE(upgraded.err.find("upgrading: 100%"), std::string::npos) << "plain progress lines";
   EXPECT_EQ(run({"catalog", "check", box_.path("old.db")}).status, 0);
 
+  box_.write_file("copies/.keep", "");
+  const run_result copy = run({"catalog", "copy", box_.path("old.db"), box_.path("copies")});
+  ASSERT_EQ(copy.status, 0) << copy.err;
+  EXPECT_NE(copy.err.find("copying: 100%"), std::string::npos) << copy.err;
+  EXPECT_EQ(run({"catalog", "check", box_.path("copies/catalog.omb14db")}).status, 0);
+  EXPECT_EQ(run({"catalog", "copy", box_.path("old.db"), box_.path("copies")}).status, 2)
+      << "an existing target is never overwritten";
+
   box_.write_file("notes.txt", "not a catalog\n");
-  for (const char* command : {"check", "upgrade"}) {
-    const run_result refused = run({"catalog", command, box_.path("notes.txt")});
+  for (const char* command : {"check", "upgrade", "copy"}) {
+    auto args = [&](const std::string& file) {
+      std::vector<std::string> words = {"catalog", command, file};
+      if (std::string(command) == "copy") words.push_back(box_.path("copy-target.db"));
+      return words;
+    };
+    const run_result refused = run(args(box_.path("notes.txt")));
     EXPECT_EQ(refused.status, 2) << command;
     EXPECT_NE(refused.err.find("is not a catalog"), std::string::npos) << refused.err;
     EXPECT_EQ(vantor_test::read_file(box_.path("notes.txt")), "not a catalog\n") << command;
-    const run_result missing = run({"catalog", command, box_.path("missing.db")});
+    const run_result missing = run(args(box_.path("missing.db")));
     EXPECT_EQ(missing.status, 2) << command;
     EXPECT_FALSE(std::filesystem::exists(box_.path("missing.db"))) << command;
+    EXPECT_FALSE(std::filesystem::exists(box_.path("copy-target.db"))) << command;
   }
 }
 

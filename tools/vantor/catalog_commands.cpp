@@ -2,15 +2,18 @@
 
 #include <cerrno>
 #include <cstring>
+#include <functional>
 #include <iostream>
 #include <optional>
 
 #include "catalog/schema/catalog_schema.h"
 #include "catalog/schema/schema_creation.h"
 #include "catalog/schema/schema_upgrade.h"
+#include "dbl/database_copy.h"
 #include "dbl/exceptions.h"
 #include "dbl/query.h"
 #include "dbl/sqlite/sqlite_database.h"
+#include "dbl/transaction.h"
 #include "environment/catalog_paths.h"
 #include "environment/file_helpers.h"
 #include "tools/vantor/commands.h"
@@ -38,6 +41,32 @@ opened_catalog open_catalog_file(const std::string& path) {
   }
 }
 
+// A new catalog file at `path` built by `fill`, which gets the open database: made under a
+// temporary name and linked into place, so that a failure half way, or a second creator
+// racing this one, never leaves a partial catalog under the real name.
+void build_new_catalog(const std::string& path, const std::function<void(dbl::database&)>& fill) {
+  if (vantor_env::FileExists(path) || vantor_env::FolderExists(path)) {
+    throw std::runtime_error("a catalog already exists at " + path);
+  }
+  const std::string temporary = path + "." + std::to_string(::getpid()) + ".new";
+  std::remove(temporary.c_str());
+  try {
+    dbl::sqlite_database db(temporary);
+    fill(db);
+    db.close();
+  } catch (...) {
+    std::remove(temporary.c_str());
+    throw;
+  }
+  const int linked = ::link(temporary.c_str(), path.c_str());
+  const int error = errno;
+  std::remove(temporary.c_str());
+  if (linked != 0) {
+    if (error == EEXIST) throw std::runtime_error("a catalog already exists at " + path);
+    throw std::runtime_error("cannot create " + path + ": " + std::strerror(error));
+  }
+}
+
 int current_version() {
   return vael::schema::current_schema_version;
 }
@@ -49,28 +78,7 @@ int catalog_create(const std::vector<std::string>& words) {
   vantor_env::CreateFolderTree(folder);
   if (!vantor_env::FolderExists(folder)) throw std::runtime_error("cannot create folder " + folder);
   const std::string target = folder + "/" + vantor_env::GetCatalogFileName();
-  if (vantor_env::FileExists(target)) {
-    throw std::runtime_error("a catalog already exists at " + target);
-  }
-  // Built under a temporary name and linked into place, so that a failure half way, or a
-  // second creator racing this one, never leaves a partial catalog under the real name.
-  const std::string temporary = target + "." + std::to_string(::getpid()) + ".new";
-  std::remove(temporary.c_str());
-  try {
-    dbl::sqlite_database db(temporary);
-    vael::schema::create_catalog_schema(db);
-    db.close();
-  } catch (...) {
-    std::remove(temporary.c_str());
-    throw;
-  }
-  const int linked = ::link(temporary.c_str(), target.c_str());
-  const int error = errno;
-  std::remove(temporary.c_str());
-  if (linked != 0) {
-    if (error == EEXIST) throw std::runtime_error("a catalog already exists at " + target);
-    throw std::runtime_error("cannot create " + target + ": " + std::strerror(error));
-  }
+  build_new_catalog(target, [](dbl::database& db) { vael::schema::create_catalog_schema(db); });
   std::cout << "created " << target << " (schema version " << current_version() << ")\n";
   return 0;
 }
@@ -127,6 +135,39 @@ int catalog_check(const std::vector<std::string>& words) {
   return version_ok && integrity_ok ? 0 : 1;
 }
 
+int catalog_copy(const std::vector<std::string>& words) {
+  const parsed_args args = parse_args(words, {});
+  expect_positionals(args, 2, 2);
+  const std::string source_path = args.positionals[0];
+  std::string target_path = args.positionals[1];
+  if (vantor_env::FolderExists(target_path)) {
+    target_path += "/" + vantor_env::GetCatalogFileName();
+  }
+  auto [source, version] = open_catalog_file(source_path);
+  if (version != current_version()) {
+    throw std::runtime_error(source_path + " is not at schema version " +
+                             std::to_string(current_version()) + "; upgrade it first");
+  }
+  vael::schema::create_catalog_schema(source);
+  build_new_catalog(target_path, [&source](dbl::database& target) {
+    // Empty tables only: the version row and the master rendition come from the source.
+    for (const dbl::table_description& table : vael::schema::current_generation().tables) {
+      target.create_table(table);
+    }
+    progress_display progress("copying");
+    dbl::transaction transaction(target);
+    transaction.begin(dbl::strict_policy, true, true);
+    dbl::copy_database(source, target, [&progress](int current, int maximum) {
+      progress.update(current, maximum);
+      return true;
+    });
+    transaction.end();
+    progress.update(1, 1);
+  });
+  std::cout << "copied " << source_path << " to " << target_path << "\n";
+  return 0;
+}
+
 }  // namespace
 
 command catalog_command() {
@@ -149,8 +190,17 @@ command catalog_command() {
                 "Exit status 0 only when the version is current and SQLite finds no damage.",
                 catalog_check,
                 {}};
-  return {"catalog", "",      "Creates, upgrades and checks catalog files.",
-          "",        nullptr, {create, upgrade, check}};
+  command copy{"copy",
+               "SOURCE TARGET",
+               "Copies a catalog into a new catalog file.",
+               "TARGET is a file that must not exist yet, or a folder that gets catalog.omb14db.\n"
+               "Rows keep their ids; the new file appears only once it is complete.",
+               catalog_copy,
+               {}};
+  command catalog{"catalog", "",      "Creates, upgrades, checks and copies catalog files.",
+                  "",        nullptr, {}};
+  catalog.children = {create, upgrade, check, copy};
+  return catalog;
 }
 
 }  // namespace vantor_cli
