@@ -143,8 +143,9 @@ int catalog_copy(const std::vector<std::string>& words) {
   if (vantor_env::FolderExists(target_path)) {
     target_path += "/" + vantor_env::GetCatalogFileName();
   }
-  auto [source, version] = open_catalog_file(source_path);
-  if (version != current_version()) {
+  opened_catalog opened = open_catalog_file(source_path);
+  dbl::database& source = opened.db;
+  if (opened.version != current_version()) {
     throw std::runtime_error(source_path + " is not at schema version " +
                              std::to_string(current_version()) + "; upgrade it first");
   }
