@@ -181,4 +181,41 @@ TEST_F(CliTest, CatalogsAreCreatedCheckedUpgradedAndBadFilesLeftAlone) {
   }
 }
 
+TEST_F(CliTest, CatalogInfoAndVolumesGoThroughTheCatalogModel) {
+  const std::string catalog = box_.path("pictures/catalog.omb14db");
+  ASSERT_EQ(run({"catalog", "create", box_.path("pictures")}).status, 0);
+  const run_result added =
+      run({"volume", "add", catalog, "builtin_drive", "S1", "--path", "/mnt/a"});
+  ASSERT_EQ(added.status, 0) << added.err;
+  EXPECT_EQ(added.out, "volume 3: builtin_drive /mnt/a online\n");
+  EXPECT_EQ(run({"volume", "add", catalog, "network_drive", "S2"}).status, 0);
+  const run_result moved = run({"volume", "set-path", catalog, "3", "/mnt/b"});
+  EXPECT_EQ(moved.out, "volume 3: builtin_drive /mnt/b online\n") << moved.err;
+
+  const run_result refused =
+      run({"volume", "add", catalog, "removable_drive", "S3", "--path", "/x"});
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_EQ(refused.err,
+            "vantor: A path may only be specified for a builtin drive or a 'no drive' drive.\n");
+  EXPECT_EQ(run({"volume", "set-path", catalog, "2", "/x"}).err,
+            "vantor: Cannot change a 'database relative drive'.\n");
+
+  const run_result info = run({"catalog", "info", catalog});
+  ASSERT_EQ(info.status, 0) << info.err;
+  EXPECT_EQ(info.out,
+            "schema version: 9\ncurrent change id: 5\nmedia: 0\ntags: 1\nvolumes: 3\n"
+            "volume 2: database_relative_drive " +
+                box_.path("pictures") +
+                " online\nvolume 3: builtin_drive /mnt/b online\n"
+                "volume 4: network_drive (no path) offline\n");
+  EXPECT_EQ(run({"volume", "list", catalog}).out, info.out.substr(info.out.find("volume 2")));
+
+  box_.write_file("empty.db", "");
+  const run_result empty = run({"catalog", "info", box_.path("empty.db")});
+  EXPECT_EQ(empty.status, 2);
+  EXPECT_EQ(vantor_test::read_file(box_.path("empty.db")), "");
+  EXPECT_EQ(run({"catalog", "info", box_.path("missing.db")}).err,
+            "vantor: The database file " + box_.path("missing.db") + " does not exist.\n");
+}
+
 }  // namespace

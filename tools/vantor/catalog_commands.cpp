@@ -200,7 +200,7 @@ command catalog_command() {
                {}};
   command catalog{"catalog", "",      "Creates, upgrades, checks and copies catalog files.",
                   "",        nullptr, {}};
-  catalog.children = {create, upgrade, check, copy};
+  catalog.children = {create, upgrade, check, copy, catalog_info_command()};
   return catalog;
 }
 

@@ -10,5 +10,7 @@ command eligible_command();
 command settings_command();
 command sync_catalog_command();
 command catalog_command();
+command catalog_info_command();
+command volume_command();
 
 }  // namespace vantor_cli
