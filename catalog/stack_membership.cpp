@@ -1,0 +1,17 @@
+#include "catalog/stack_membership.h"
+
+namespace vael {
+
+std::vector<int> media_stack_members(const connection_handle& handle, int media_id) {
+  static_cast<void>(get_connection(handle));
+  static_cast<void>(media_id);
+  return {};
+}
+
+std::vector<int> version_stack_members(const connection_handle& handle, int media_id) {
+  static_cast<void>(get_connection(handle));
+  static_cast<void>(media_id);
+  return {};
+}
+
+}  // namespace vael

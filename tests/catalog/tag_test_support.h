@@ -1,0 +1,83 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "catalog/connection.h"
+#include "catalog/custom_tag_namespace.h"
+#include "catalog/tag.h"
+#include "catalog/transaction.h"
+#include "tests/catalog/catalog_test_support.h"
+#include "tests/support/sandbox.h"
+
+namespace vael_test {
+
+// Types as the catalog's well-known vocabulary defines them.
+inline vael::tag_type_t person_type() {
+  return {"user_person"};
+}
+inline vael::tag_type_t misc_leaf_type() {
+  return {"user_misc", false, true, false};
+}
+inline vael::tag_type_t album_type() {
+  return {"collection", true, true, false};
+}
+inline vael::tag_type_t album_group_type() {
+  return {"collection_group", true, false, true};
+}
+
+// A fresh catalog with one open connection.
+class tag_catalog : public ::testing::Test {
+ protected:
+  tag_catalog() : path_(new_catalog(box_, "c.vdb")), c_(path_) {}
+
+  const vael::connection_handle& h() const { return c_.handle(); }
+  dbl::database& db() const { return c_.get().database(); }
+
+  // Runs `step` in one committed transaction; an exception rolls it back and passes on.
+  void write(const std::function<void()>& step) {
+    vael::transaction t(h());
+    t.begin(true, 1);
+    step();
+    t.commit();
+  }
+  int count(const std::string& sql) const { return scalar(db(), sql); }
+  int column(const std::string& column, int tag_id) const {
+    return count("SELECT " + column + " FROM tag_table WHERE id = " + std::to_string(tag_id));
+  }
+  // Invariants every tag forest must keep, checked on the rows.
+  void expect_forest_invariants() const {
+    EXPECT_EQ(count("SELECT COUNT(*) FROM (SELECT parent_id FROM tag_table "
+                    "GROUP BY parent_id, sibling_index HAVING COUNT(*) > 1)"),
+              0)
+        << "siblings share an index";
+    EXPECT_EQ(count("SELECT COUNT(*) FROM tag_to_media_table JOIN tag_table "
+                    "ON tag_table.id = tag_id WHERE can_tag_media = 0"),
+              0)
+        << "media on a tag that cannot hold media";
+    EXPECT_EQ(count("SELECT COUNT(*) FROM tag_to_media_table t JOIN tag_table "
+                    "ON tag_table.id = t.tag_id WHERE media_is_ordered = 0 AND media_index != 0"),
+              0)
+        << "a position in an unordered tag";
+    EXPECT_EQ(count("SELECT COUNT(*) FROM tag_to_media_table t JOIN tag_table "
+                    "ON tag_table.id = t.tag_id WHERE media_is_ordered = 1 AND media_index >= "
+                    "(SELECT COUNT(*) FROM tag_to_media_table u WHERE u.tag_id = t.tag_id)"),
+              0)
+        << "ordered positions do not count 0, 1, 2...";
+    // Every tag reaches a namespace root by its parents.
+    EXPECT_EQ(count("WITH RECURSIVE up(id, top) AS (SELECT id, id FROM tag_table WHERE "
+                    "parent_id = 0 AND type_name = 'custom_tag_namespace' UNION ALL SELECT "
+                    "tag_table.id, up.top FROM tag_table JOIN up ON tag_table.parent_id = up.id) "
+                    "SELECT (SELECT COUNT(*) FROM tag_table) - COUNT(*) FROM up"),
+              0)
+        << "tags outside every namespace";
+  }
+
+  vantor_test::sandbox box_;
+  std::string path_;
+  vael::connection c_;
+};
+
+}  // namespace vael_test
