@@ -8,7 +8,7 @@ namespace vael {
 inline constexpr char stack_namespace_name[] = "stack_ns";
 
 // Makes the `stack_ns` namespace tag unless a root tag of that name exists, in a transaction
-// of its own. Writes the row directly until the tag namespace code takes this over.
+// of its own.
 // REQUIRES: no transaction is open on the connection.
 void ensure_stack_namespace(const connection_handle& handle);
 
