@@ -9,6 +9,7 @@
 
 #include "catalog/schema/schema_creation.h"
 #include "catalog/schema/schema_v7.h"
+#include "dbl/query.h"
 #include "dbl/sqlite/sqlite_database.h"
 #include "tests/support/sandbox.h"
 
@@ -216,6 +217,74 @@ TEST_F(CliTest, CatalogInfoAndVolumesGoThroughTheCatalogModel) {
   EXPECT_EQ(vantor_test::read_file(box_.path("empty.db")), "");
   EXPECT_EQ(run({"catalog", "info", box_.path("missing.db")}).err,
             "vantor: The database file " + box_.path("missing.db") + " does not exist.\n");
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(CliTest, TagsAreEditedThroughTheModelAndRefusalsNameTheTagAndRule) {
+  const std::string catalog = box_.path("pictures/catalog.omb14db");
+  ASSERT_EQ(run({"catalog", "create", box_.path("pictures")}).status, 0);
+  const std::vector<std::vector<std::string>> steps = {
+      {"namespace", "add", catalog, "person_ns"},
+      {"tag", "add", catalog, "--namespace", "person_ns", "Anna", "--type", "user_person"},
+      {"tag", "add", catalog, "--parent", "4", "Kids"},
+      {"tag", "add", catalog, "--namespace", "person_ns", "Ben"},
+      {"namespace", "add", catalog, "collection_ns"},
+      {"tag", "add", catalog, "--namespace", "collection_ns", "Rome", "--type", "collection"},
+  };
+  for (const auto& step : steps) {
+    const run_result r = run(step);
+    ASSERT_EQ(r.status, 0) << r.err;
+  }
+  {
+    dbl::sqlite_database db(catalog);
+    for (const char* id : {"101", "102"}) {
+      dbl::query(db, std::string("INSERT INTO media_table VALUES (") + id +
+                         ", 0, 'a.jpg', 'a', 'a', 'image/jpeg', 2, '2020-01-01', '2020-01-01', 0)")
+          .execute();
+    }
+  }
+  EXPECT_EQ(run({"tag", "media", catalog, "4", "add", "101", "102"}).status, 0);
+  EXPECT_EQ(run({"tag", "media", catalog, "8", "add", "102", "101"}).status, 0);
+  EXPECT_EQ(run({"tag", "media", catalog, "8", "list"}).out, "102\n101\n");
+  EXPECT_EQ(run({"tag", "move", catalog, "5", "--parent", "6"}).out,
+            "moved tag 5 'Kids' to tag 6 'Ben' at 0\n");
+  const std::string tree =
+      "person_ns (3, namespace)\n  Anna (4, user_person, 2 media)\n  Ben (6, user_custom, 0 "
+      "media)\n    Kids (5, user_custom, 0 media)\n";
+  EXPECT_EQ(run({"tag", "tree", catalog, "--namespace", "person_ns"}).out, tree);
+
+  const struct {
+    std::vector<std::string> args;
+    std::string err;
+  } refusals[] = {
+      {{"tag", "rm", catalog, "4"},
+       "vantor: tag 4 'Anna': The record could not be removed.  There were existing references "
+       "to the record in the database.\n"},
+      {{"tag", "rm", catalog, "6"},
+       "vantor: tag 6 'Ben': Cannot delete a tag with children.  All child tags should be either "
+       "moved or removed before deleting a tag.\n"},
+      {{"tag", "move", catalog, "6", "--parent", "5"},
+       "vantor: tag 6 'Ben': A tag cannot become a child of itself or of its descendants.\n"},
+      {{"tag", "add", catalog, "--parent", "8", "Day 1"},
+       "vantor: tag 8 'Rome': This tag cannot have children.\n"},
+      {{"tag", "media", catalog, "4", "add", "9"}, "vantor: there is no media 9\n"},
+      {{"namespace", "add", catalog, "person_ns"},
+       "vantor: namespace 'person_ns': There is already a custom tag namespace named person_ns\n"},
+  };
+  for (const auto& refusal : refusals) {
+    const run_result r = run(refusal.args);
+    EXPECT_EQ(r.status, 2) << refusal.err;
+    EXPECT_EQ(r.err, refusal.err);
+  }
+  EXPECT_EQ(run({"tag", "tree", catalog, "--namespace", "person_ns"}).out, tree);
+
+  EXPECT_EQ(run({"tag", "rm", catalog, "4", "--force"}).status, 0);
+  EXPECT_EQ(run({"tag", "rename", catalog, "6", "Benjamin"}).status, 0);
+  EXPECT_EQ(run({"namespace", "list", catalog}).out,
+            "1 stack_ns (0 tags)\n3 person_ns (2 tags)\n7 collection_ns (1 tags)\n");
 }
 
 }  // namespace

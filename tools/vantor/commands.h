@@ -12,5 +12,7 @@ command sync_catalog_command();
 command catalog_command();
 command catalog_info_command();
 command volume_command();
+command tag_command();
+command namespace_command();
 
 }  // namespace vantor_cli

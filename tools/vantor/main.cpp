@@ -17,7 +17,8 @@ vantor_cli::command root_command() {
       "Exit status: 0 on success, 1 for a 'no' answer, 2 on any error.";
   root.children = {vantor_cli::prefs_command(),    vantor_cli::eligible_command(),
                    vantor_cli::settings_command(), vantor_cli::sync_catalog_command(),
-                   vantor_cli::catalog_command(),  vantor_cli::volume_command()};
+                   vantor_cli::catalog_command(),  vantor_cli::volume_command(),
+                   vantor_cli::tag_command(),      vantor_cli::namespace_command()};
   return root;
 }
 
