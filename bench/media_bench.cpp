@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "dbl/database_copy.h"
 #include "dbl/query.h"
 #include "dbl/record.h"
 #include "dbl/sql_generation.h"
@@ -198,12 +199,14 @@ void raw_insert(const std::string& path, int rows) {
   c.exec("END TRANSACTION");
 }
 
-void dbl_insert(const std::string& path, int rows) {
+// With `undo`, every insert also writes its row to the transaction's undo table, and the
+// undo tables are dropped at the end, as when the undo stack lets the transaction go.
+void dbl_insert(const std::string& path, int rows, bool undo = false) {
   dbl::sqlite_database db = open_dbl(path);
   const dbl::table_description table = media_table();
   db.register_table(table);
   dbl::transaction t(db);
-  t.begin(dbl::merge_policy, true, true);
+  t.begin(dbl::merge_policy, !undo, true);
   for (int i = 0; i < rows; ++i) {
     const media_values m = media_for(i);
     dbl::record r(db, table);
@@ -216,9 +219,13 @@ void dbl_insert(const std::string& path, int rows) {
     r["search_date_begin"] = m.begin;
     r["search_date_end"] = m.end;
     r["rendition_description_id"] = m.rendition_description_id;
-    r.save(true);
+    r.save(!undo);
   }
-  t.end();
+  if (undo) {
+    t.end_with_undo();
+  } else {
+    t.end();
+  }
 }
 
 // One filled file shared by the read cases.
@@ -251,6 +258,89 @@ void BM_dbl_insert_media(benchmark::State& state) {
     create_schema(folder.file("m.db"));
     state.ResumeTiming();
     dbl_insert(folder.file("m.db"), kInsertRows);
+  }
+  state.SetItemsProcessed(state.iterations() * kInsertRows);
+}
+
+void BM_dbl_insert_media_with_undo(benchmark::State& state) {
+  for (auto _ : state) {
+    state.PauseTiming();
+    scratch_folder folder;
+    create_schema(folder.file("m.db"));
+    state.ResumeTiming();
+    dbl_insert(folder.file("m.db"), kInsertRows, true);
+  }
+  state.SetItemsProcessed(state.iterations() * kInsertRows);
+}
+
+// The copy of the filled file into a new one with the same schema: the rows with their ids,
+// then the auto id row past the largest id, in one transaction on the target.
+void raw_copy(const std::string& from, const std::string& to) {
+  raw_connection source(from);
+  raw_connection target(to);
+  target.exec("BEGIN IMMEDIATE TRANSACTION");
+  sqlite3_stmt* count = source.prepare("SELECT COUNT(*) FROM media_table");
+  sqlite3_step(count);
+  benchmark::DoNotOptimize(sqlite3_column_int64(count, 0));
+  sqlite3_finalize(count);
+  target.exec("DELETE FROM _dbl_auto_id_table");
+  sqlite3_stmt* select = source.prepare("SELECT * FROM media_table");
+  sqlite3_stmt* insert = target.prepare(
+      "INSERT INTO media_table (id, change_id, full_filepath, filepath_search_index, "
+      "filename_search_index, mime_type, volume_id, search_date_begin, search_date_end, "
+      "rendition_description_id) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+  while (sqlite3_step(select) == SQLITE_ROW) {
+    for (int i = 0; i < 10; ++i) sqlite3_bind_value(insert, i + 1, sqlite3_column_value(select, i));
+    step_done(insert);
+  }
+  sqlite3_finalize(select);
+  sqlite3_finalize(insert);
+  sqlite3_stmt* largest = target.prepare("SELECT max(id) FROM media_table");
+  sqlite3_step(largest);
+  const std::int64_t next = sqlite3_column_int64(largest, 0) + 1;
+  sqlite3_finalize(largest);
+  sqlite3_stmt* store =
+      target.prepare("INSERT INTO _dbl_auto_id_table (last_assigned_id) VALUES (?)");
+  sqlite3_bind_int64(store, 1, next);
+  step_done(store);
+  sqlite3_finalize(store);
+  target.exec("END TRANSACTION");
+}
+
+void dbl_copy(const std::string& from, const std::string& to) {
+  dbl::sqlite_database source = open_dbl(from);
+  dbl::sqlite_database target = open_dbl(to);
+  const dbl::table_description table = media_table();
+  source.register_table(table);
+  target.register_table(table);
+  int reports = 0;
+  dbl::transaction t(target);
+  t.begin(dbl::merge_policy, true, true);
+  dbl::copy_database(source, target, [&](int, int) { return ++reports > 0; });
+  t.end();
+  benchmark::DoNotOptimize(reports);
+}
+
+void BM_raw_copy(benchmark::State& state) {
+  const std::string& from = filled_file();
+  for (auto _ : state) {
+    state.PauseTiming();
+    scratch_folder folder;
+    create_schema(folder.file("c.db"));
+    state.ResumeTiming();
+    raw_copy(from, folder.file("c.db"));
+  }
+  state.SetItemsProcessed(state.iterations() * kInsertRows);
+}
+
+void BM_dbl_copy_database(benchmark::State& state) {
+  const std::string& from = filled_file();
+  for (auto _ : state) {
+    state.PauseTiming();
+    scratch_folder folder;
+    create_schema(folder.file("c.db"));
+    state.ResumeTiming();
+    dbl_copy(from, folder.file("c.db"));
   }
   state.SetItemsProcessed(state.iterations() * kInsertRows);
 }
@@ -368,6 +458,15 @@ BENCHMARK(BM_raw_insert_media)
     ->Iterations(3);
 BENCHMARK(BM_dbl_insert_media)
     ->Name("dbl/insert_media")
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(3);
+BENCHMARK(BM_dbl_insert_media_with_undo)
+    ->Name("dbl/insert_media_with_undo")
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(3);
+BENCHMARK(BM_raw_copy)->Name("raw/copy")->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(BM_dbl_copy_database)
+    ->Name("dbl/copy_database")
     ->Unit(benchmark::kMillisecond)
     ->Iterations(3);
 BENCHMARK(BM_raw_select_media)->Name("raw/select_media")->Unit(benchmark::kMillisecond);

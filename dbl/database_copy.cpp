@@ -4,6 +4,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "dbl/exceptions.h"
 #include "dbl/query.h"
@@ -23,6 +24,19 @@ std::int64_t count_rows(const database& db, const std::string& table) {
   query q(db, "SELECT COUNT(*) FROM " + table);
   q.add_column("ignored", typeid(std::int64_t));
   return q.first_row().at(0).as_int64();
+}
+
+// The columns of `table` as the copy reads them: timestamps as their stored text, which is
+// bound back byte for byte instead of being parsed and written out again.
+std::vector<column_description> copy_columns(const table_description& table) {
+  std::vector<column_description> columns = table.columns();
+  for (column_description& c : columns) {
+    if (c.kind() == entry_kind::timestamp) {
+      c = column_description(c.name(), typeid(std::string), c.width(), no_constraint,
+                             not_in_primary_key, not_indexed);
+    }
+  }
+  return columns;
 }
 
 // The target's counter must lie past every id copied, or its next insert would collide.
@@ -89,7 +103,7 @@ void copy_database(const database& source, const database& target,
     if (name == kAutoIdTable) continue;
     const table_description& into = target_tables.at(name);
     query rows(source, "SELECT * FROM " + name);
-    rows.set_columns(table);
+    rows.set_columns(copy_columns(table));
     for (const entry_data_vector& row : rows) {
       entry_data_vector values = row;
       insert_row(out, into, values, true, nullptr);
