@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "environment/file_helpers.h"
+#include "environment/reg_settings.h"
 #include "tests/support/sandbox.h"
 
 namespace {
@@ -34,9 +35,12 @@ TEST(CatalogPaths, AppDataFolderFromXdgDirs) {
   EXPECT_EQ(vantor_env::GetAppDataFolder(false, "P", "1"), user + "P/1/");
 }
 
-void SetCurrentCatalog(const vantor_test::sandbox& box, const std::string& folder) {
-  box.write_file("registry/HKEY_CURRENT_USER/software/norvane/tessarin/14.0.ini",
-                 "[General]\nCurrentCatalogPath=\"" + folder + "\"\n");
+// Through the store itself: a hand edit of the same size within one millisecond can go unseen
+// by the store's in-process cache.
+void SetCurrentCatalog(const vantor_test::sandbox& /*box*/, const std::string& folder) {
+  sync_reg_util::RegSettingsCU key("software\\norvane\\tessarin\\14.0");
+  key.set_string("CurrentCatalogPath", folder);
+  key.sync();
 }
 
 TEST(CatalogPaths, ConflictAndDeletesFoldersPerCatalog) {
