@@ -4,12 +4,29 @@
 #include <stdexcept>
 
 #include "catalog/internal_connection.h"
+#include "dbl/query.h"
 
 namespace vael {
 namespace {
 
+// Tags in and under the namespace; a tag that cannot have children counts as a leaf whatever
+// rows name it as parent. UNION, not UNION ALL, so that rows damaged into a cycle end the
+// recursion instead of looping.
+const char count_below_sql[] =
+    "WITH RECURSIVE below(id, can_have_children) AS (\n"
+    " SELECT id, can_have_children FROM tag_table WHERE parent_id = :parent_id\n"
+    " UNION\n"
+    " SELECT tag_table.id, tag_table.can_have_children FROM tag_table\n"
+    " INNER JOIN below ON tag_table.parent_id = below.id AND below.can_have_children = 1)\n"
+    "SELECT COUNT(*) FROM below";
+
 std::size_t count_namespace(const custom_tag_namespace& ns) {
-  return count_tags(ns.base().get_children());
+  const tag_base& base = ns.base();
+  if (!base.can_have_children()) return 0;
+  dbl::query q(get_connection(base.handle()).database(), count_below_sql, true);
+  q.bind(":parent_id", dbl::entry_data(base.get_id()));
+  q.add_column("ignored", typeid(int));
+  return static_cast<std::size_t>(q.first_row()[0].as_int());
 }
 
 void finish(internal_connection& c, std::size_t count) {
@@ -34,12 +51,6 @@ void require_valid(const custom_tag_namespace& ns) {
 }
 
 }  // namespace
-
-std::size_t count_tags(const std::vector<tag_base>& children) {
-  std::size_t count = children.size();
-  for (const tag_base& child : children) count += count_tags(child.get_children());
-  return count;
-}
 
 void start_tag_hierarchy_change(const connection_handle& handle, const custom_tag_namespace& ns) {
   internal_connection& c = get_connection(handle);

@@ -31,7 +31,4 @@ bool is_in_tag_hierarchy_change(const connection_handle& handle);
 // The first namespace of the open change; an invalid namespace outside one.
 custom_tag_namespace get_hierarchy_change_namespace(const connection_handle& handle);
 
-// The tags in and under `children`; tags that cannot have children count as leaves.
-std::size_t count_tags(const std::vector<tag_base>& children);
-
 }  // namespace vael

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <iterator>
 #include <list>
 #include <map>
 #include <memory>
@@ -51,23 +52,30 @@ class bounded_cache {
     {
       std::lock_guard<std::mutex> lock(mutex_);
       const auto it = entries_.find(key);
-      if (it != entries_.end()) return unwrap<T>(*it->second);
+      if (it != entries_.end()) return unwrap<T>(*it->second.object);
     }
     T loaded = load();
-    auto copy = std::make_unique<cached_value<T>>(loaded);
+    put(key, loaded);
+    return loaded;
+  }
+
+  // Caches a copy of `value` under `key`, replacing what was there. For loaders that read many
+  // rows at once, so that later lookups of their neighbours need no statement of their own.
+  template <typename T>
+  void put(const Key& key, const T& value) {
+    auto copy = std::make_unique<cached_value<T>>(value);
     std::lock_guard<std::mutex> lock(mutex_);
     const auto it = entries_.find(key);
     if (it != entries_.end()) {
-      it->second = std::move(copy);
-      return loaded;
+      it->second.object = std::move(copy);
+      return;
     }
     if (capacity_ <= entries_.size() && !order_.empty()) {
       entries_.erase(order_.front());
       order_.pop_front();
     }
-    entries_.emplace(key, std::move(copy));
     order_.push_back(key);
-    return loaded;
+    entries_.emplace(key, entry{std::move(copy), std::prev(order_.end())});
   }
 
   bool contains(const Key& key) const {
@@ -76,7 +84,10 @@ class bounded_cache {
   }
   void remove(const Key& key) {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (entries_.erase(key) != 0) order_.remove(key);
+    const auto it = entries_.find(key);
+    if (it == entries_.end()) return;
+    order_.erase(it->second.place);
+    entries_.erase(it);
   }
   // Empties the cache and restores the default capacity.
   void clear() {
@@ -107,8 +118,15 @@ class bounded_cache {
     return held->value();
   }
 
+  // Each entry knows its place in the insertion order, so that evicting one id on every change
+  // costs no walk of the order.
+  struct entry {
+    std::unique_ptr<cached_object> object;
+    typename std::list<Key>::iterator place;
+  };
+
   mutable std::mutex mutex_;
-  std::map<Key, std::unique_ptr<cached_object>> entries_;
+  std::map<Key, entry> entries_;
   std::list<Key> order_;
   std::size_t capacity_;
 };

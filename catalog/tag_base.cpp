@@ -20,6 +20,8 @@ namespace tbl = schema::table;
 
 const char child_ids_sql[] =
     "SELECT id FROM tag_table\n WHERE parent_id = :parent_id\n ORDER BY sibling_index";
+const char child_rows_sql[] =
+    "SELECT * FROM tag_table\n WHERE parent_id = :parent_id\n ORDER BY sibling_index";
 const char any_child_sql[] = "SELECT id FROM tag_table WHERE parent_id = :parent_id LIMIT 1";
 const char descendant_sql[] = "SELECT id FROM tag_table WHERE parent_id = :parent_id";
 const char descendant_container_sql[] =
@@ -44,6 +46,12 @@ std::vector<int> ids_of(dbl::database& db, const char* sql, const char* name, in
 
 dbl::record fresh_row(dbl::database& db, int id) {
   return dbl::record(db, db.get_table(tbl::tag_table), id);
+}
+
+std::shared_ptr<object_cache> tag_cache(internal_connection& c) {
+  std::shared_ptr<object_cache> cache = c.tag_tracker().get_cache(tag_base::class_name);
+  cache->set_capacity(tag_base::cache_capacity);
+  return cache;
 }
 
 std::vector<dbl::record> rows_of(dbl::database& db, dbl::query& q) {
@@ -152,10 +160,19 @@ int tag_base::get_namespace_id() const {
 
 std::vector<tag_base> tag_base::get_children() const {
   if (!can_have_children()) return {};
-  dbl::database& db = get_connection(handle_).database();
+  internal_connection& c = get_connection(handle_);
+  dbl::database& db = c.database();
+  // A walk of a forest meets whole families uncached: one statement reads the family and
+  // refreshes the cache, where loading each child by id would cost a statement apiece.
+  dbl::query q(db, child_rows_sql, true);
+  q.bind(":parent_id", dbl::entry_data(get_id()));
+  const dbl::table_description& table = db.get_table(tbl::tag_table);
+  q.set_columns(table);
+  std::shared_ptr<object_cache> cache = tag_cache(c);
   std::vector<tag_base> children;
-  for (int id : ids_of(db, child_ids_sql, ":parent_id", get_id())) {
-    children.push_back(load_tag_base(handle_, id));
+  for (const dbl::entry_data_vector& values : q) {
+    children.emplace_back(handle_, dbl::record(db, table, values, true));
+    cache->put(children.back().get_id(), children.back());
   }
   return children;
 }
@@ -392,9 +409,7 @@ void tag_base::save() {
 
 tag_base load_tag_base(const connection_handle& handle, int id) {
   internal_connection& c = get_connection(handle);
-  std::shared_ptr<object_cache> cache = c.tag_tracker().get_cache(tag_base::class_name);
-  cache->set_capacity(tag_base::cache_capacity);
-  return cache->get_or_load<tag_base>(
+  return tag_cache(c)->get_or_load<tag_base>(
       id, [&] { return tag_base(handle, fresh_row(c.database(), id)); });
 }
 

@@ -48,6 +48,12 @@ TEST(ObjectCache, EvictsFirstInFirstOutAndHandsOutCopies) {
   get(52);  // the freed place is used; nothing else goes
   EXPECT_TRUE(cache.contains("key4"));
   EXPECT_THROW(cache.get_or_load<int>("key4", [] { return 0; }), std::logic_error);
+  cache.put("key4", probe{4, "put"});  // replaced in place: it keeps its turn to go first
+  EXPECT_EQ(get(4).text, "put");
+  get(53);
+  EXPECT_FALSE(cache.contains("key4"));
+  EXPECT_TRUE(cache.contains("key5"));
+  EXPECT_EQ(cache.size(), 50u);
 
   cache.set_capacity(50000);
   cache.clear();
