@@ -45,7 +45,7 @@ void stack_sort::update(int media_id, bool top_carries_stack) const {
   dbl::database& db = get_connection(handle_).database();
   std::vector<int> targets = members_(handle_, media_id);
   const int top = targets.empty() ? media_id : targets.front();
-  if (top != media_id || !top_carries_stack) targets = {media_id};
+  if (targets.empty() || top != media_id || !top_carries_stack) targets = {media_id};
   const media top_media = media::get_media(handle_, top);
   const dbl::entry_data begin = top_media.row().get(col::search_date_begin);
   const dbl::entry_data end = top_media.row().get(col::search_date_end);
