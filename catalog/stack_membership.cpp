@@ -14,4 +14,14 @@ std::vector<int> version_stack_members(const connection_handle& handle, int medi
   return {};
 }
 
+void leave_version_stack(const connection_handle& handle, int media_id) {
+  static_cast<void>(get_connection(handle));
+  static_cast<void>(media_id);
+}
+
+void leave_media_stack(const connection_handle& handle, int media_id) {
+  static_cast<void>(get_connection(handle));
+  static_cast<void>(media_id);
+}
+
 }  // namespace vael

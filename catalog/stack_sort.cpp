@@ -1,0 +1,78 @@
+#include "catalog/stack_sort.h"
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "catalog/internal_connection.h"
+#include "catalog/media.h"
+#include "catalog/schema/schema_names.h"
+#include "catalog/stack_membership.h"
+#include "dbl/query.h"
+#include "dbl/record.h"
+
+namespace vael {
+namespace {
+
+namespace col = schema::column;
+namespace tbl = schema::table;
+
+std::optional<dbl::record> find_row(dbl::database& db, const char* table, int media_id) {
+  const dbl::table_description description = db.get_table(table);
+  dbl::query q(db, std::string("SELECT * FROM ") + table + " WHERE media_id = :media_id", true);
+  q.bind(":media_id", media_id).set_columns(description);
+  dbl::query_iterator it = q.begin();
+  if (it == q.end()) return std::nullopt;
+  return dbl::record(db, description, *it, true);
+}
+
+}  // namespace
+
+stack_sort::stack_sort(connection_handle handle, const char* table, members_fn members)
+    : handle_(std::move(handle)), table_(table), members_(members) {}
+
+void stack_sort::insert(const media& m) const {
+  dbl::database& db = get_connection(handle_).database();
+  dbl::record row(db, db.get_table(table_));
+  row.set(col::media_id, dbl::auto_id{m.get_id()});
+  row.set(col::search_date_begin, m.row().get(col::search_date_begin));
+  row.set(col::search_date_end, m.row().get(col::search_date_end));
+  row.save();
+}
+
+void stack_sort::update(int media_id, bool top_carries_stack) const {
+  dbl::database& db = get_connection(handle_).database();
+  std::vector<int> targets = members_(handle_, media_id);
+  const int top = targets.empty() ? media_id : targets.front();
+  if (targets.empty() || top != media_id || !top_carries_stack) targets = {media_id};
+  const media top_media = media::get_media(handle_, top);
+  const dbl::entry_data begin = top_media.row().get(col::search_date_begin);
+  const dbl::entry_data end = top_media.row().get(col::search_date_end);
+  for (int target : targets) {
+    std::optional<dbl::record> row = find_row(db, table_, target);
+    if (!row) {
+      insert(media::get_media(handle_, target));
+      row = find_row(db, table_, target);
+    }
+    if (!row) throw std::runtime_error("A stack sort entry was missing that shouldn't have been.");
+    row->set(col::search_date_begin, begin);
+    row->set(col::search_date_end, end);
+    row->save();
+  }
+}
+
+media_date_t stack_sort::get_date(int media_id) const {
+  const std::optional<dbl::record> row =
+      find_row(get_connection(handle_).database(), table_, media_id);
+  if (!row) return media::get_media(handle_, media_id).get_date();
+  return date_of_row(*row);
+}
+
+media_stack_sort::media_stack_sort(connection_handle handle)
+    : stack_sort(std::move(handle), tbl::media_stack_sort_table, &media_stack_members) {}
+
+version_stack_sort::version_stack_sort(connection_handle handle)
+    : stack_sort(std::move(handle), tbl::version_stack_sort_table, &version_stack_members) {}
+
+}  // namespace vael
