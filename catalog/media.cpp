@@ -45,14 +45,38 @@ std::vector<dbl::record> rows_of(dbl::database& db, const char* table, const cha
   return rows;
 }
 
+// A path as stored: "/" only, with a leading "/", split after its last "/".
+struct stored_path {
+  std::string full;
+  std::string folder;
+  std::string name;
+};
+
+stored_path to_stored_path(const std::string& path) {
+  stored_path p{path, {}, {}};
+  std::replace(p.full.begin(), p.full.end(), '\\', '/');
+  if (p.full.empty() || p.full.front() != '/') p.full.insert(p.full.begin(), '/');
+  const std::size_t slash = p.full.rfind('/');
+  p.folder = p.full.substr(0, slash + 1);
+  p.name = p.full.substr(slash + 1);
+  return p;
+}
+
+std::vector<int> ids_at(dbl::database& db, int volume_id, const std::string& name,
+                        const std::string& folder) {
+  dbl::query q(db, path_taken_sql, true);
+  q.bind(":filename", to_search_index(name))
+      .bind(":filepath", to_search_index(folder))
+      .bind(":volume_id", volume_id);
+  return q.select_ints();
+}
+
 void check_path_is_free(dbl::database& db, int volume_id, const std::string& name,
                         const std::string& folder, int allowed_id) {
-  const std::string filename = to_search_index(name);
-  const std::string filepath = to_search_index(folder);
-  if (filename.empty()) throw std::logic_error("Cannot set a filepath with an empty name.");
-  dbl::query q(db, path_taken_sql, true);
-  q.bind(":filename", filename).bind(":filepath", filepath).bind(":volume_id", volume_id);
-  const std::vector<int> ids = q.select_ints();
+  if (to_search_index(name).empty()) {
+    throw std::logic_error("Cannot set a filepath with an empty name.");
+  }
+  const std::vector<int> ids = ids_at(db, volume_id, name, folder);
   if (ids.empty() || (ids.size() == 1 && ids.front() == allowed_id)) return;
   throw std::logic_error("The path specified already exists in the database.");
 }
@@ -197,12 +221,10 @@ void media::set_filepath(int volume_id, const std::string& path) {
 
 void media::set_filepath_fields(dbl::record& row, int volume_id, const std::string& path,
                                 bool keep_self) const {
-  std::string full = path;
-  std::replace(full.begin(), full.end(), '\\', '/');
-  if (full.empty() || full.front() != '/') full.insert(full.begin(), '/');
-  const std::size_t slash = full.rfind('/');
-  const std::string folder = full.substr(0, slash + 1);
-  const std::string name = full.substr(slash + 1);
+  const stored_path p = to_stored_path(path);
+  const std::string& full = p.full;
+  const std::string& folder = p.folder;
+  const std::string& name = p.name;
 
   const volume_t volume = get_volume_manager(handle_).get_volume(volume_id);
   if (volume.type == volume_type::no_drive) {
@@ -317,6 +339,12 @@ media_date_t date_of_row(const dbl::record& row) {
   const dbl::entry_data& end = row.get(col::search_date_end);
   if (begin.is_null() || end.is_null()) return {pt::ptime(), exact_precision};
   return from_search_range(begin.as_ptime(), end.as_ptime());
+}
+
+std::vector<int> find_media_at_path(const connection_handle& handle, int volume_id,
+                                    const std::string& path) {
+  const stored_path p = to_stored_path(path);
+  return ids_at(get_connection(handle).database(), volume_id, p.name, p.folder);
 }
 
 }  // namespace vael

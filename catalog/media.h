@@ -110,4 +110,10 @@ class media {
 // The date a row with search_date_begin and search_date_end stands for.
 media_date_t date_of_row(const dbl::record& row);
 
+// The media of the volume whose path is `path` when both are lower-cased, as a new media at
+// `path` would be refused for: the same file seen again, or one whose name differs only in
+// case. A backslash counts as "/", and a leading "/" is implied.
+std::vector<int> find_media_at_path(const connection_handle& handle, int volume_id,
+                                    const std::string& path);
+
 }  // namespace vael

@@ -10,21 +10,11 @@
 #include "catalog/transaction.h"
 #include "catalog/volume_manager.h"
 #include "dbl/query.h"
+#include "tools/vantor/catalog_access.h"
 #include "tools/vantor/commands.h"
 
 namespace vantor_cli {
 namespace {
-
-// Opens through the catalog model, as the library does. SQLite would make a catalog of an
-// empty file, so one is refused here rather than written to.
-std::unique_ptr<vael::connection> open_connection(const std::string& path) {
-  std::error_code error;
-  if (std::filesystem::is_regular_file(path, error) &&
-      std::filesystem::file_size(path, error) == 0) {
-    throw std::runtime_error(path + " is not a catalog: the file is empty");
-  }
-  return std::make_unique<vael::connection>(path);
-}
 
 int count_rows(vael::connection& c, const std::string& table) {
   dbl::query q(c.get().database(), "SELECT COUNT(*) FROM " + table);
@@ -52,7 +42,7 @@ vael::volume_type parse_volume_type(const std::string& text) {
 int catalog_info(const std::vector<std::string>& words) {
   const parsed_args args = parse_args(words, {});
   expect_positionals(args, 1, 1);
-  const auto c = open_connection(args.positionals[0]);
+  const auto c = open_catalog(args.positionals[0]);
   const std::optional<std::int32_t> version =
       vael::schema::read_schema_version(c->get().database());
   std::cout << "schema version: " << (version ? std::to_string(*version) : "none") << "\n"
@@ -68,7 +58,7 @@ int catalog_info(const std::vector<std::string>& words) {
 int volume_list(const std::vector<std::string>& words) {
   const parsed_args args = parse_args(words, {});
   expect_positionals(args, 1, 1);
-  const auto c = open_connection(args.positionals[0]);
+  const auto c = open_catalog(args.positionals[0]);
   const vael::volume_manager vm = vael::get_volume_manager(c->handle());
   for (const vael::volume_t& v : vm.get_all_volumes()) print_volume(vm, v);
   return 0;
@@ -82,7 +72,7 @@ int volume_add(const std::vector<std::string>& words) {
   v.serial = args.positionals[2];
   v.description = args.option("--description");
   v.drive_path_if_builtin = args.option("--path");
-  const auto c = open_connection(args.positionals[0]);
+  const auto c = open_catalog(args.positionals[0]);
   vael::transaction t(c->handle());
   t.begin(true, 1);
   vael::volume_manager vm = vael::get_volume_manager(c->handle());
@@ -96,7 +86,7 @@ int volume_set_path(const std::vector<std::string>& words) {
   const parsed_args args = parse_args(words, {});
   expect_positionals(args, 3, 3);
   const auto id = static_cast<int>(parse_integer(args.positionals[1], "volume id"));
-  const auto c = open_connection(args.positionals[0]);
+  const auto c = open_catalog(args.positionals[0]);
   vael::transaction t(c->handle());
   t.begin(true, 1);
   vael::volume_manager vm = vael::get_volume_manager(c->handle());

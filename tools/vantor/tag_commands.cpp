@@ -14,21 +14,11 @@
 #include "catalog/tag.h"
 #include "catalog/transaction.h"
 #include "dbl/query.h"
+#include "tools/vantor/catalog_access.h"
 #include "tools/vantor/commands.h"
 
 namespace vantor_cli {
 namespace {
-
-// Opens through the catalog model. SQLite would make a catalog of an empty file, so one is
-// refused rather than written to.
-std::unique_ptr<vael::connection> open_catalog(const std::string& path) {
-  std::error_code error;
-  if (std::filesystem::is_regular_file(path, error) &&
-      std::filesystem::file_size(path, error) == 0) {
-    throw std::runtime_error(path + " is not a catalog: the file is empty");
-  }
-  return std::make_unique<vael::connection>(path);
-}
 
 // The tag types a user may make, with the flags the catalog's vocabulary gives them.
 const vael::tag_type_t known_types[] = {
@@ -53,30 +43,11 @@ vael::tag_type_t parse_type(const std::string& name) {
   throw usage_error("unknown tag type '" + name + "'; one of " + names);
 }
 
-int parse_id(const std::string& text, const char* what) {
-  const long long id = parse_integer(text, what);
-  if (id <= 0 || id > 0x7fffffff) throw usage_error(std::string(what) + " must be positive");
-  return static_cast<int>(id);
-}
 
 std::string describe(const vael::tag& t) {
   return "tag " + std::to_string(t.get_id()) + " '" + t.get_name() + "'";
 }
 
-// Runs `step` in one transaction, which a failure rolls back; the failure is reported with
-// `subject` in front, so that the message names the tag as well as the rule.
-void write(vael::connection& c, const std::string& subject, const std::function<void()>& step) {
-  vael::transaction t(c.handle());
-  t.begin(true, 1);
-  try {
-    step();
-  } catch (const usage_error&) {
-    throw;
-  } catch (const std::exception& e) {
-    throw std::runtime_error(subject + ": " + e.what());
-  }
-  t.commit();
-}
 
 // A tag given by id; namespaces are named, not numbered.
 vael::tag find_tag(vael::connection& c, const std::string& text) {

@@ -1,0 +1,39 @@
+#include "tools/vantor/catalog_access.h"
+
+#include <filesystem>
+#include <stdexcept>
+
+#include "catalog/transaction.h"
+#include "tools/vantor/command.h"
+
+namespace vantor_cli {
+
+std::unique_ptr<vael::connection> open_catalog(const std::string& path) {
+  std::error_code error;
+  if (std::filesystem::is_regular_file(path, error) &&
+      std::filesystem::file_size(path, error) == 0) {
+    throw std::runtime_error(path + " is not a catalog: the file is empty");
+  }
+  return std::make_unique<vael::connection>(path);
+}
+
+void write(vael::connection& c, const std::string& subject, const std::function<void()>& step) {
+  vael::transaction t(c.handle());
+  t.begin(true, 1);
+  try {
+    step();
+  } catch (const usage_error&) {
+    throw;
+  } catch (const std::exception& e) {
+    throw std::runtime_error(subject + ": " + e.what());
+  }
+  t.commit();
+}
+
+int parse_id(const std::string& text, const char* what) {
+  const long long id = parse_integer(text, what);
+  if (id <= 0 || id > 0x7fffffff) throw usage_error(std::string(what) + " must be positive");
+  return static_cast<int>(id);
+}
+
+}  // namespace vantor_cli

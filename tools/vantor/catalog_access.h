@@ -1,0 +1,22 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "catalog/connection.h"
+
+namespace vantor_cli {
+
+// Opens a catalog through the catalog model, as the library does. SQLite would make a catalog
+// of an empty file, so one is refused rather than written to.
+std::unique_ptr<vael::connection> open_catalog(const std::string& path);
+
+// Runs `step` in one transaction, which a failure rolls back; the failure is reported with
+// `subject` in front, so that the message names the object as well as the rule.
+void write(vael::connection& c, const std::string& subject, const std::function<void()>& step);
+
+// A row id given on the command line; usage_error unless it is a positive 32-bit number.
+int parse_id(const std::string& text, const char* what);
+
+}  // namespace vantor_cli
