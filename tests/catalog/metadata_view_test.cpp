@@ -1,0 +1,268 @@
+#include "catalog/metadata_view.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <boost/date_time/posix_time/posix_time.hpp>
+#include <functional>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "catalog/tag_base.h"
+#include "tests/catalog/tag_test_support.h"
+
+namespace {
+
+using vael::metadata_association_type;
+using vael::metadata_data_type;
+using vael::metadata_description_t;
+using vael::metadata_item_t;
+namespace pt = boost::posix_time;
+
+constexpr auto media_assoc = metadata_association_type::media_association_type;
+
+class MetadataView : public vael_test::tag_catalog {
+ protected:
+  vael::metadata_view_t view() const { return vael::metadata_view_t(h()); }
+  metadata_description_t describe(const std::string& identifier, metadata_data_type type,
+                                  bool multiple = false) {
+    metadata_description_t d;
+    write([&] { d = view().create_description(identifier, type, media_assoc, multiple); });
+    return d;
+  }
+  int media(const std::string& file) {
+    int id = 0;
+    write([&] { id = vael_test::add_media(c_.get(), file); });
+    return id;
+  }
+  int tag(const std::string& name) {
+    int id = 0;
+    write([&] { id = vael::create_tag_base(h(), 0, name, vael_test::misc_leaf_type()).get_id(); });
+    return id;
+  }
+  metadata_item_t on_media(int media_id, const metadata_description_t& d,
+                           const dbl::entry_data& value) {
+    metadata_item_t item{value, d, 0};
+    write([&] { view().create_media(media_id, item); });
+    return item;
+  }
+};
+
+void expect_logic_error(const std::function<void()>& step, const std::string& text) {
+  try {
+    step();
+    ADD_FAILURE() << "no throw, expected: " << text;
+  } catch (const std::logic_error& e) {
+    EXPECT_EQ(e.what(), text);
+  }
+}
+
+TEST_F(MetadataView, EveryValueTypeIsWrittenReadBackAndOverwritten) {
+  const pt::ptime noon = pt::time_from_string("2021-05-01 12:00:00.250");
+  struct row {
+    metadata_data_type type;
+    dbl::entry_data first, second;
+  } rows[] = {
+      {metadata_data_type::string_type, "caf\xC3\xA9", std::string(3000, 'x')},
+      {metadata_data_type::integer_type, 5, std::int64_t{1} << 40},
+      {metadata_data_type::decimal_type, 2.5, -0.125},
+      {metadata_data_type::date_time_type, noon, noon + pt::hours(30)},
+      {metadata_data_type::blob_type, dbl::blob{0, 1, 255}, dbl::blob{}},
+  };
+  const int m = media("/a.jpg");
+  const int t = tag("t");
+  for (const row& r : rows) {
+    const int n = static_cast<int>(r.type);
+    SCOPED_TRACE(n);
+    const metadata_description_t d = describe("test:" + std::to_string(n), r.type);
+    metadata_item_t on_m = on_media(m, d, r.first);
+    metadata_item_t on_t{r.first, d, 0};
+    write([&] { view().create_tag(t, on_t); });
+    EXPECT_NE(on_m.id, on_t.id);
+    ASSERT_EQ(view().get_media(d, m).size(), 1u);
+    EXPECT_EQ(view().get_media(d, m)[0].value, r.first);
+    EXPECT_EQ(view().get_tag(d, t)[0].value, r.first);
+
+    write([&] { view().set_value(on_m, r.second); });
+    EXPECT_EQ(on_m.value, r.second);
+    EXPECT_EQ(view().get_media(d, m)[0].value, r.second);
+    EXPECT_EQ(view().get_tag(d, t)[0].value, r.first);
+    std::vector<int> ids = view().get_item_ids(d);
+    std::sort(ids.begin(), ids.end());
+    EXPECT_EQ(ids, (std::vector<int>{on_m.id, on_t.id}));
+  }
+  // A value that does not convert to the column's kind writes nothing.
+  const metadata_description_t ints = view().get_description("test:1");
+  metadata_item_t bad{"five", ints, 0};
+  const int other = media("/b.jpg");
+  EXPECT_THROW(write([&] { view().create_media(other, bad); }), std::bad_cast);
+  EXPECT_EQ(view().get_all_items(ints).size(), 2u);
+}
+
+TEST_F(MetadataView, SingleValuedDescriptionsRefuseASecondValuePerOwner) {
+  const metadata_description_t single = describe("test:single", metadata_data_type::string_type);
+  const metadata_description_t multi =
+      describe("test:multi", metadata_data_type::string_type, true);
+  const int m1 = media("/1.jpg"), m2 = media("/2.jpg"), t = tag("t");
+  on_media(m1, single, "a");
+  on_media(m2, single, "b");
+  on_media(m1, multi, "a");
+  on_media(m1, multi, "b");
+  EXPECT_EQ(view().get_media(multi, m1).size(), 2u);
+  metadata_item_t item{"x", single, 0};
+  write([&] { view().create_tag(t, item); });
+  const std::string already = "There is already a metadata item for this description on this ";
+  const struct {
+    std::function<void()> step;
+    std::string text;
+  } cases[] = {
+      {[&] { view().create_media(m1, item); }, already + "media."},
+      {[&] { view().create_tag(t, item); }, already + "tag."},
+      {[&] { view().create_stack(t, item); }, already + "stack."},
+      {[&] { view().create_unassociated(item); }, already + "media."},
+      {[&] {
+         view().create_description("test:single", metadata_data_type::integer_type, media_assoc,
+                                   false);
+       },
+       "Could not create the metadata description, because 'test:single' is already a metadata "
+       "description."},
+      {[&] {
+         view().create_description("test:new", static_cast<metadata_data_type>(5), media_assoc,
+                                   false);
+       },
+       "An unrecognized metadata type was encounted."},
+      {[&] {
+         view().create_description("test:new", metadata_data_type::string_type,
+                                   static_cast<metadata_association_type>(-1), false);
+       },
+       "An unrecognized metadata association type was encounted."},
+      {[] { vael::value_table_of(static_cast<metadata_data_type>(5)); },
+       "An unrecognized metadata type was encountered."},
+      {[] { vael::value_kind_of(static_cast<metadata_data_type>(5)); },
+       "An unknown metadata type was encountered."},
+  };
+  for (const auto& c : cases) expect_logic_error([&] { write(c.step); }, c.text);
+  EXPECT_FALSE(view().has_description("test:new"));
+  EXPECT_EQ(count("SELECT COUNT(*) FROM metadata_string_table"), 5);
+}
+
+TEST_F(MetadataView, StackMetadataLeavesTheTagUnstampedWhileTagMetadataStampsIt) {
+  const metadata_description_t d = describe("test:d", metadata_data_type::integer_type, true);
+  const int t = tag("t"), m = media("/1.jpg");
+  const int tag_before = column("change_id", t);
+  const int media_before = vael_test::media_change_id(db(), m);
+  metadata_item_t on_stack{1, d, 0}, on_tag{2, d, 0}, on_media{3, d, 0};
+  write([&] { view().create_stack(t, on_stack); });
+  EXPECT_EQ(column("change_id", t), tag_before);
+  write([&] { view().create_tag(t, on_tag); });
+  const int tag_after = column("change_id", t);
+  EXPECT_GT(tag_after, tag_before);
+  write([&] { view().create_media(m, on_media); });
+  const int media_after = vael_test::media_change_id(db(), m);
+  EXPECT_GT(media_after, media_before);
+  EXPECT_EQ(view().get_media_of_item(on_media.id), std::vector<int>{m});
+  EXPECT_TRUE(view().get_tags_of_item(on_media.id).empty());
+  EXPECT_EQ(view().get_tags_of_item(on_tag.id), std::vector<int>{t});
+
+  // Writing or removing a value stamps the owners it is linked to.
+  write([&] { view().set_value(on_media, 7); });
+  EXPECT_GT(vael_test::media_change_id(db(), m), media_after);
+  EXPECT_EQ(column("change_id", t), tag_after);
+  write([&] { view().remove_item(on_tag); });
+  EXPECT_GT(column("change_id", t), tag_after);
+  const std::vector<metadata_item_t> left = view().get_tag(d, t);
+  ASSERT_EQ(left.size(), 1u);
+  EXPECT_EQ(left[0].id, on_stack.id);
+  EXPECT_EQ(view().get_all_on_tag(t).size(), 1u);
+}
+
+TEST_F(MetadataView, AllOnAnOwnerComeInDataTypeOrderWithTheirDescriptions) {
+  const int m = media("/1.jpg"), t1 = tag("t1"), t2 = tag("t2");
+  std::vector<metadata_description_t> made;
+  for (int n = 4; n >= 0; --n) {
+    made.push_back(describe("test:" + std::to_string(n), static_cast<metadata_data_type>(n)));
+  }
+  const dbl::entry_data values[] = {
+      "s", 1, 1.5, pt::ptime(pt::time_from_string("2020-01-01 00:00:00")), dbl::blob{7}};
+  for (const metadata_description_t& d : made) {
+    on_media(m, d, values[static_cast<int>(d.get_data_type())]);
+  }
+  const std::vector<metadata_item_t> all = view().get_all_on_media(m);
+  ASSERT_EQ(all.size(), 5u);
+  for (std::size_t n = 0; n < 5; ++n) {
+    EXPECT_EQ(all[n].description.get_identifier(), "test:" + std::to_string(n));
+    EXPECT_EQ(all[n].value, values[n]);
+  }
+  EXPECT_TRUE(view().get_all_on_media(media("/2.jpg")).empty());
+  EXPECT_TRUE(view().get_media(made[0], media("/3.jpg")).empty());
+
+  // Two tags with one value: the later row wins.
+  const metadata_description_t names =
+      describe("test:names", metadata_data_type::string_type, true);
+  const std::vector<std::pair<int, std::string>> rows = {{t1, "x"}, {t2, "x"}, {t1, "y"}};
+  for (const auto& [tag_id, text] : rows) {
+    metadata_item_t item{text, names, 0};
+    write([&] { view().create_stack(tag_id, item); });
+  }
+  EXPECT_EQ(view().get_value_to_tag_map(names), (std::map<std::string, int>{{"x", t2}, {"y", t1}}));
+  EXPECT_EQ(view().get_all_on_tag(t1).size(), 2u);
+}
+
+TEST_F(MetadataView, DescriptionsComeFromTheCacheOnceLoaded) {
+  const metadata_description_t d = describe("test:d", metadata_data_type::string_type, true);
+  EXPECT_EQ(view().get_description("test:d"), d);
+  // Edits behind the model's back are not seen: the second read never reaches the file.
+  vael_test::run(db(), "UPDATE metadata_description_table SET data_type = 'blob_type'");
+  EXPECT_EQ(view().get_description("test:d").get_data_type(), metadata_data_type::string_type);
+  EXPECT_EQ(view().get_description(d.get_id()), d);
+  vael_test::run(db(), "DELETE FROM metadata_description_table");
+  EXPECT_TRUE(view().has_description("test:d"));
+  EXPECT_TRUE(view().has_description(d.get_id()));
+  EXPECT_FALSE(view().has_description(d.get_id() + 1));
+
+  vael_test::run(db(),
+                 "INSERT INTO metadata_description_table (id, identifier, data_type, "
+                 "association_type, can_have_multiple_items) VALUES (900, 'bad:type', 'text', "
+                 "'media_association_type', 0), (901, 'bad:assoc', 'string_type', 'media', 0)");
+  expect_logic_error([&] { view().get_description("bad:type"); },
+                     "An unrecognized metadata type string was encountered.");
+  expect_logic_error([&] { view().get_description(901); },
+                     "An unrecognized metadata association type string was encountered.");
+  EXPECT_THROW(view().get_description("test:none"), std::logic_error);
+
+  // A description made in a step that rolls back is forgotten with it.
+  {
+    vael::transaction t(h());
+    t.begin(true, 1);
+    view().create_description("test:undone", metadata_data_type::string_type, media_assoc, false);
+    view().get_description("test:undone");
+  }
+  EXPECT_FALSE(view().has_description("test:undone"));
+}
+
+TEST_F(MetadataView, OwnerQueriesLeaveDescriptionIdOutOfTheIndexChoice) {
+  const metadata_description_t d(3, "x", metadata_data_type::decimal_type, media_assoc, false);
+  EXPECT_EQ(vael::metadata_view_t::get_items_sql(true, d, "media_to_metadata_table", "media_id"),
+            "SELECT metadata_decimal_table.id, metadata_decimal_table.value\n"
+            "FROM metadata_decimal_table\n"
+            "INNER JOIN media_to_metadata_table ON metadata_decimal_table.id = metadata_id AND "
+            "media_id = :assc_id\n"
+            "WHERE +metadata_decimal_table.description_id = :md_desc_id");
+  EXPECT_EQ(vael::metadata_view_t::get_items_sql(false, d, "tag_to_metadata_table", "tag_id"),
+            "SELECT metadata_decimal_table.id\n"
+            "FROM metadata_decimal_table\n"
+            "INNER JOIN tag_to_metadata_table ON metadata_decimal_table.id = metadata_id AND "
+            "tag_id = :assc_id\n"
+            "WHERE +metadata_decimal_table.description_id = :md_desc_id");
+  // Copies share until one of them is written.
+  metadata_description_t copy = d;
+  EXPECT_TRUE(copy.shares(d));
+  copy.set_can_have_multiple_items(true);
+  EXPECT_FALSE(d.can_have_multiple_items());
+  EXPECT_TRUE(metadata_description_t().shares(metadata_description_t()));
+}
+
+}  // namespace

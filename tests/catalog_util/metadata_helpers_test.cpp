@@ -1,0 +1,219 @@
+#include "catalog_util/metadata_helpers.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/lexical_cast.hpp>
+#include <string>
+#include <vector>
+
+#include "catalog/metadata_view.h"
+#include "catalog/tag_base.h"
+#include "catalog_util/metadata_vocabulary.h"
+#include "tests/catalog/tag_test_support.h"
+
+namespace {
+
+namespace md = vael_util::metadata_identifier;
+using vael::metadata_association_type;
+using vael::metadata_data_type;
+
+class MetadataHelpers : public vael_test::tag_catalog {
+ protected:
+  vael::metadata_view_t view() const { return vael::metadata_view_t(h()); }
+  int media(const std::string& file) {
+    int id = 0;
+    write([&] { id = vael_test::add_media(c_.get(), file); });
+    return id;
+  }
+  int tag(const std::string& name) {
+    int id = 0;
+    write([&] { id = vael::create_tag_base(h(), 0, name, vael_test::misc_leaf_type()).get_id(); });
+    return id;
+  }
+  std::vector<std::string> values(const std::vector<vael::metadata_item_t>& items) const {
+    std::vector<std::string> out;
+    for (const auto& item : items) out.push_back(item.value.as_string());
+    return out;
+  }
+};
+
+TEST_F(MetadataHelpers, DefaultListMakesEachDescriptionOnceWithItsRule) {
+  write([&] { vael_util::create_default_metadata_descriptions(h()); });
+  const std::vector<vael::metadata_item_t> guid =
+      vael_util::get_catalog_metadata(h(), md::catalog_guid);
+  ASSERT_EQ(guid.size(), 1u);
+  EXPECT_EQ(guid[0].value.as_string().size(), 36u);
+  write([&] { vael_util::create_default_metadata_descriptions(h()); });
+  EXPECT_EQ(values(vael_util::get_catalog_metadata(h(), md::catalog_guid)), values(guid));
+  EXPECT_EQ(count("SELECT COUNT(*) FROM metadata_description_table"),
+            static_cast<int>(vael_util::default_metadata_descriptions().size()) - 1);
+  EXPECT_FALSE(view().has_description(md::tag_color));
+
+  const struct {
+    const char* identifier;
+    metadata_data_type type;
+    metadata_association_type association;
+    bool multiple;
+  } expected[] = {
+      {md::tag_sort_name, metadata_data_type::string_type,
+       metadata_association_type::unassociated_association_type, false},
+      {md::day_note, metadata_data_type::string_type,
+       metadata_association_type::unassociated_association_type, true},
+      {md::face_data, metadata_data_type::string_type,
+       metadata_association_type::media_association_type, true},
+      {md::face_detector_version, metadata_data_type::integer_type,
+       metadata_association_type::media_association_type, false},
+      {md::is_asset_duplicate, metadata_data_type::integer_type,
+       metadata_association_type::media_association_type, false},
+      {md::is_tag_hidden, metadata_data_type::integer_type,
+       metadata_association_type::tag_association_type, false},
+      {md::person_id, metadata_data_type::string_type,
+       metadata_association_type::tag_association_type, false},
+      {md::tag_icon, metadata_data_type::blob_type,
+       metadata_association_type::unassociated_association_type, false},
+      {md::tag_date, metadata_data_type::date_time_type,
+       metadata_association_type::unassociated_association_type, false},
+      {md::gps_latitude, metadata_data_type::decimal_type,
+       metadata_association_type::unassociated_association_type, false},
+  };
+  for (const auto& e : expected) {
+    const vael::metadata_description_t d = view().get_description(e.identifier);
+    EXPECT_EQ(d.get_data_type(), e.type) << e.identifier;
+    EXPECT_EQ(d.get_association_type(), e.association) << e.identifier;
+    EXPECT_EQ(d.can_have_multiple_items(), e.multiple) << e.identifier;
+  }
+  // Comparison is exact: one colon less is another, unlisted identifier.
+  EXPECT_EQ(vael_util::metadata_rule_of("omb:FaceDectectorVersion").association_type,
+            metadata_association_type::unassociated_association_type);
+}
+
+TEST_F(MetadataHelpers, MediaFormAddsToMultiValuedTagAndCatalogFormsOverwrite) {
+  const int m = media("/1.jpg"), t = tag("t");
+  write([&] {
+    for (const char* v : {"f1", "f2"}) vael_util::create_media(h(), md::face_data, 0, m, v);
+    for (int v : {3, 4}) vael_util::create_media(h(), md::rating, 1, m, v);
+    for (const char* v : {"n1", "n2"}) vael_util::create_tag_metadata(h(), md::face_data, 0, t, v);
+    for (const char* v : {"c1", "c2"}) vael_util::create_catalog_metadata(h(), "test:c", 0, v);
+  });
+  EXPECT_EQ(values(vael_util::get_media_metadata(h(), md::face_data, m)),
+            (std::vector<std::string>{"f1", "f2"}));
+  const auto rating = vael_util::get_media_metadata(h(), md::rating, m);
+  ASSERT_EQ(rating.size(), 1u);
+  EXPECT_EQ(rating[0].value.as_int(), 4);
+  EXPECT_EQ(values(vael_util::get_tag_metadata(h(), md::face_data, t)),
+            std::vector<std::string>{"n2"});
+  EXPECT_EQ(values(vael_util::get_catalog_metadata(h(), "test:c")), std::vector<std::string>{"c2"});
+  // The type of an existing description wins over the one asked for.
+  write([&] { vael_util::create_media(h(), md::rating, 0, m, 5); });
+  EXPECT_EQ(vael_util::get_media_metadata(h(), md::rating, m)[0].value.as_int(), 5);
+
+  EXPECT_EQ(vael_util::person_id_of_tag(h(), t), "");
+  write([&] {
+    vael_util::create_tag_metadata(h(), md::person_id, 0, t, "p-1");
+    vael_util::set_tag_sync_status(t, true, h());
+    vael_util::clear_tag_hidden(t, h());
+  });
+  EXPECT_EQ(vael_util::person_id_of_tag(h(), t), "p-1");
+  EXPECT_EQ(vael_util::get_tag_metadata(h(), md::tag_sync_status, t)[0].value.as_int(), 1);
+  EXPECT_EQ(vael_util::get_tag_metadata(h(), md::is_tag_hidden, t)[0].value.as_int(), 0);
+}
+
+TEST_F(MetadataHelpers, DayNotesAreFoundByDateOrYearPrefix) {
+  EXPECT_TRUE(vael_util::find_day_note(h(), "2021").empty());
+  write([&] {
+    vael_util::set_day_note(h(), "2021-05-01", "first");
+    vael_util::set_day_note(h(), "2021-05-01", "second");
+    vael_util::set_day_note(h(), "2021-06-01", "june");
+    vael_util::set_day_note(h(), "0987-01-02", "old");
+  });
+  EXPECT_EQ(values(vael_util::find_day_note(h(), "2021-05-01")),
+            std::vector<std::string>{"2021-05-01-second"});
+  EXPECT_EQ(vael_util::find_day_notes_of_year(h(), 2021).size(), 2u);
+  EXPECT_EQ(values(vael_util::find_day_notes_of_year(h(), 987)),
+            std::vector<std::string>{"0987-01-02-old"});
+  EXPECT_TRUE(vael_util::find_day_notes_of_year(h(), 98).empty());
+}
+
+TEST_F(MetadataHelpers, RectanglesAndFaceRecordsAsText) {
+  EXPECT_EQ(vael_util::format_rect(1, 2.5, -3, 0), "1,2.5,-3,0");
+  EXPECT_EQ(vael_util::format_face_record(-1, 2, 3, 4, 5, 0.5, 6, "name", 1.25, 7, 8.5, 9),
+            "-1#2,3,4,5#0.5#6#name#1.25#7#8.5#9");
+  const struct {
+    const char* text;
+    double a, b, c, d;
+  } cases[] = {{"1,2,3", 0, 0, 0, 0},
+               {"1,2,3,4,5", 1, 2, 3, 4},
+               {"0.5,-1,1e2,4", 0.5, -1, 100, 4},
+               {"", 0, 0, 0, 0}};
+  for (const auto& c : cases) {
+    double a = 9, b = 9, cc = 9, d = 9;
+    vael_util::parse_rect(c.text, a, b, cc, d);
+    EXPECT_EQ((std::vector<double>{a, b, cc, d}), (std::vector<double>{c.a, c.b, c.c, c.d}))
+        << c.text;
+  }
+  double a = 9, b = 9, c = 9, d = 9;
+  EXPECT_THROW(vael_util::parse_rect("1,x,3,4", a, b, c, d), boost::bad_lexical_cast);
+  EXPECT_EQ(a, 9);
+}
+
+TEST_F(MetadataHelpers, RemovingMediaLinksTouchesOnlyTheListedMedia) {
+  const int m1 = media("/1.jpg"), m2 = media("/2.jpg"), m3 = media("/3.jpg");
+  vael::metadata_item_t asset;
+  write([&] {
+    for (int m : {m1, m2, m3}) vael_util::create_media(h(), md::face_data, 0, m, "face");
+    asset = vael_util::create_media(h(), md::asset_id, 0, m1, "a1");
+  });
+  const std::string links = "SELECT COUNT(*) FROM media_to_metadata_table";
+  write([&] {
+    vael_util::remove_string_metadata_of_media({m1, m2}, "test:none", h());
+    vael_util::remove_string_metadata_of_media({m1, m2}, "it's", h());
+  });
+  EXPECT_EQ(count(links), 4);
+  write([&] { vael_util::remove_face_data_of_media({m1, m2}, h()); });
+  EXPECT_EQ(count(links), 2);
+  EXPECT_EQ(vael_util::get_media_metadata(h(), md::face_data, m3).size(), 1u);
+  EXPECT_EQ(count("SELECT COUNT(*) FROM metadata_string_table"), 4);
+
+  write([&] { vael_util::remove_metadata_link(m1, asset.id, h()); });
+  EXPECT_EQ(count(links), 1);
+  EXPECT_EQ(count("SELECT COUNT(*) FROM metadata_string_table"), 3);
+}
+
+TEST_F(MetadataHelpers, RemovingOnlineMetadataKeepsDescriptionsAndClearsSyncMarks) {
+  const int m = media("/1.jpg"), album = tag("album"), other = tag("other");
+  write([&] {
+    vael_util::create_media(h(), md::asset_id, 0, m, "asset");
+    vael_util::create_media(h(), md::is_asset_duplicate, 1, m, 1);
+    vael_util::create_media(h(), md::rating, 1, m, 5);
+    vael_util::create_tag_metadata(h(), md::online_album_id, 0, album, "remote");
+    vael_util::create_tag_metadata(h(), md::is_friend_album_group, 1, album, 1);
+    vael_util::create_tag_metadata(h(), md::tag_notes, 0, album, "kept");
+    vael_util::set_tag_sync_status(album, true, h());
+    vael_util::set_tag_sync_status(other, true, h());
+  });
+  write([&] { vael_util::remove_online_metadata(h()); });
+  const struct {
+    const char* identifier;
+    int owner;
+    bool on_tag;
+    std::size_t left;
+  } cases[] = {
+      {md::asset_id, m, false, 0},
+      {md::is_asset_duplicate, m, false, 1},
+      {md::rating, m, false, 1},
+      {md::online_album_id, album, true, 0},
+      {md::is_friend_album_group, album, true, 0},
+      {md::tag_notes, album, true, 1},
+  };
+  for (const auto& c : cases) {
+    EXPECT_TRUE(view().has_description(c.identifier)) << c.identifier;
+    const auto items = c.on_tag ? vael_util::get_tag_metadata(h(), c.identifier, c.owner)
+                                : vael_util::get_media_metadata(h(), c.identifier, c.owner);
+    EXPECT_EQ(items.size(), c.left) << c.identifier;
+  }
+  for (int t : {album, other}) {
+    EXPECT_EQ(vael_util::get_tag_metadata(h(), md::tag_sync_status, t)[0].value.as_int(), 0);
+  }
+}
+
+}  // namespace
