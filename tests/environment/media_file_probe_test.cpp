@@ -3,11 +3,10 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <boost/date_time/posix_time/posix_time.hpp>
+#include <cstdlib>
 #include <exiv2/exiv2.hpp>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <stdexcept>
@@ -19,36 +18,15 @@ namespace pt = boost::posix_time;
 
 namespace {
 
-// The sandbox points XDG_DATA_DIRS away from the system's MIME database, so these tests keep
-// the real environment and only borrow a temporary folder.
-class scratch_folder {
- public:
-  scratch_folder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vantor-probe-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    root_ = pattern;
-  }
-  ~scratch_folder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(root_, ignored);
-  }
-  const std::string& root() const { return root_; }
-  std::string path(const std::string& name) const { return root_ + "/" + name; }
-  void write_file(const std::string& name, const std::string& content) const {
-    std::ofstream(path(name), std::ios::binary) << content;
-  }
-
- private:
-  std::string root_;
+// A sandbox whose XDG_DATA_DIRS leads back to the system's MIME database.
+struct probe_sandbox : vantor_test::sandbox {
+  probe_sandbox() { ::setenv("XDG_DATA_DIRS", "/usr/local/share:/usr/share", 1); }
 };
 
 // Writes the tiny JPEG to `path` and lets `tag` fill in its metadata.
 void WriteJpeg(const std::string& path,
                const std::function<void(Exiv2::ExifData&, Exiv2::XmpData&)>& tag) {
-  {
-    std::ofstream out(path, std::ios::binary);
-    out << vantor_test::TinyJpeg();
-  }
+  std::ofstream(path, std::ios::binary) << vantor_test::TinyJpeg() << std::flush;
   if (!tag) return;
   auto image = Exiv2::ImageFactory::open(path);
   image->readMetadata();
@@ -57,7 +35,7 @@ void WriteJpeg(const std::string& path,
 }
 
 TEST(MediaFileProbe, ReadsTypeSizeTimeAndImageMetadataInOrderOfPreference) {
-  scratch_folder box;
+  probe_sandbox box;
   const std::string plain = box.path("plain.jpg");
   WriteJpeg(plain, nullptr);
   const timespec times[2] = {{0, UTIME_OMIT}, {1588748889, 123456789}};  // 2020-05-06 07:08:09
@@ -107,7 +85,7 @@ TEST(MediaFileProbe, ReadsTypeSizeTimeAndImageMetadataInOrderOfPreference) {
 }
 
 TEST(MediaFileProbe, NonMediaAndDamagedImagesGiveNoValuesAndStayQuiet) {
-  scratch_folder box;
+  probe_sandbox box;
   box.write_file("notes.txt", "shopping list\n");
   const auto text = vantor_env::ProbeMediaFile(box.path("notes.txt"));
   EXPECT_EQ(text.mime_type, "text/plain");
