@@ -17,13 +17,23 @@ namespace {
 
 namespace pt = boost::posix_time;
 
-// Exiv2 logs to stderr by default and its XMP toolkit must be set up once before threads race
-// to do it lazily.
+// Exiv2's XMP toolkit is not thread-safe by itself: it takes a lock function when set up.
+void LockXmp(void* mutex, bool lock) {
+  auto* m = static_cast<std::recursive_mutex*>(mutex);
+  if (lock) {
+    m->lock();
+  } else {
+    m->unlock();
+  }
+}
+
+// Exiv2 logs to stderr unless told not to, for every process that uses it.
 void InitExiv2() {
   static std::once_flag once;
+  static std::recursive_mutex xmp_mutex;
   std::call_once(once, [] {
     Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
-    Exiv2::XmpParser::initialize();
+    Exiv2::XmpParser::initialize(LockXmp, &xmp_mutex);
   });
 }
 
