@@ -1,11 +1,9 @@
 #include "environment/volume_info.h"
 
-#include <sys/statvfs.h>
-
 #include <QStorageInfo>
 #include <algorithm>
-#include <array>
-#include <string_view>
+
+#include "environment/mount_table.h"
 
 namespace vantor_env {
 namespace {
@@ -16,11 +14,8 @@ QStorageInfo StorageOf(const std::string& path) {
   return QStorageInfo(QString::fromStdString(p));
 }
 
-bool IsRemote(const std::string& type) {
-  static constexpr std::array<std::string_view, 11> kRemote = {
-      "nfs", "nfs4", "cifs",      "smb3",       "smbfs", "9p",
-      "afs", "ceph", "glusterfs", "fuse.sshfs", "sshfs"};
-  return std::find(kRemote.begin(), kRemote.end(), type) != kRemote.end();
+bool IsRemote(const QStorageInfo& storage) {
+  return IsNetworkMount(storage.fileSystemType().toStdString(), storage.device().toStdString());
 }
 
 }  // namespace
@@ -30,7 +25,7 @@ int GetDriveType(const std::string& path) {
   if (!storage.isValid()) return kDriveNoRootDir;
   const std::string type = storage.fileSystemType().toStdString();
   if (type.empty()) return kDriveUnknown;
-  if (IsRemote(type)) return kDriveRemote;
+  if (IsRemote(storage)) return kDriveRemote;
   if (type == "iso9660" || type == "udf") return kDriveCdRom;
   if (type == "tmpfs" || type == "ramfs") return kDriveRamDisk;
   return kDriveFixed;
@@ -45,14 +40,13 @@ volume_info_t GetVolumeInfo(const std::string& path) {
   info.label = storage.name().toStdString();
   info.file_system = storage.fileSystemType().toStdString();
   info.read_only = storage.isReadOnly();
-  struct statvfs vfs {};
-  if (::statvfs(info.root.c_str(), &vfs) == 0) info.serial = vfs.f_fsid;
+  info.serial = FileSystemId(info.root).value_or(0);
   return info;
 }
 
 std::string GetNetworkPath(const std::string& drive) {
   const QStorageInfo storage = StorageOf(drive);
-  if (!storage.isValid() || !IsRemote(storage.fileSystemType().toStdString())) return {};
+  if (!storage.isValid() || !IsRemote(storage)) return {};
   return storage.device().toStdString();
 }
 
