@@ -23,16 +23,7 @@ struct probe_sandbox : vantor_test::sandbox {
   probe_sandbox() { ::setenv("XDG_DATA_DIRS", "/usr/local/share:/usr/share", 1); }
 };
 
-// Writes the tiny JPEG to `path` and lets `tag` fill in its metadata.
-void WriteJpeg(const std::string& path,
-               const std::function<void(Exiv2::ExifData&, Exiv2::XmpData&)>& tag) {
-  std::ofstream(path, std::ios::binary) << vantor_test::TinyJpeg() << std::flush;
-  if (!tag) return;
-  auto image = Exiv2::ImageFactory::open(path);
-  image->readMetadata();
-  tag(image->exifData(), image->xmpData());
-  image->writeMetadata();
-}
+using vantor_test::WriteJpeg;
 
 TEST(MediaFileProbe, ReadsTypeSizeTimeAndImageMetadataInOrderOfPreference) {
   probe_sandbox box;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <exiv2/exiv2.hpp>
+#include <fstream>
+#include <functional>
 #include <string>
 
 namespace vantor_test {
@@ -27,6 +30,17 @@ inline std::string TinyJpeg() {
       0xFF, 0xD9};                                                  // EOI
   // clang-format on
   return std::string(reinterpret_cast<const char*>(kBytes), sizeof kBytes);
+}
+
+// Writes the tiny JPEG to `path` and lets `tag`, when given, fill in its metadata.
+inline void WriteJpeg(const std::string& path,
+                      const std::function<void(Exiv2::ExifData&, Exiv2::XmpData&)>& tag = {}) {
+  std::ofstream(path, std::ios::binary) << TinyJpeg() << std::flush;
+  if (!tag) return;
+  auto image = Exiv2::ImageFactory::open(path);
+  image->readMetadata();
+  tag(image->exifData(), image->xmpData());
+  image->writeMetadata();
 }
 
 }  // namespace vantor_test

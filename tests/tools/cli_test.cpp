@@ -11,6 +11,7 @@
 #include "catalog/schema/schema_v7.h"
 #include "dbl/query.h"
 #include "dbl/sqlite/sqlite_database.h"
+#include "tests/support/jpeg_fixture.h"
 #include "tests/support/sandbox.h"
 
 namespace {
@@ -288,3 +289,40 @@ TEST_F(CliTest, TagsAreEditedThroughTheModelAndRefusalsNameTheTagAndRule) {
 }
 
 }  // namespace
+
+TEST_F(CliTest, ImportTwiceThenReadAndWriteMetadata) {
+  ::setenv("XDG_DATA_DIRS", "/usr/local/share:/usr/share", 1);
+  ASSERT_EQ(run({"catalog", "create", box_.path("pictures")}).status, 0);
+  const std::string catalog = box_.path("pictures/catalog.omb14db");
+  std::filesystem::create_directories(box_.path("pictures/2020"));
+  vantor_test::WriteJpeg(box_.path("pictures/2020/a.jpg"));
+  box_.write_file("pictures/2020/readme.txt", "text");
+
+  const run_result first = run({"import", catalog, box_.path("pictures")});
+  ASSERT_EQ(first.status, 0) << first.err;
+  // The readme and the catalog file itself are no media.
+  EXPECT_NE(first.out.find("imported: 1\nalready present: 0\nskipped (not media): 2\n"),
+            std::string::npos)
+      << first.out;
+  const run_result second = run({"import", catalog, box_.path("pictures")});
+  EXPECT_NE(second.out.find("imported: 0\nalready present: 1\n"), std::string::npos);
+  EXPECT_NE(second.out.find("nothing new"), std::string::npos);
+
+  const run_result list = run({"media", "list", catalog});
+  ASSERT_EQ(list.status, 0);
+  const std::string id = list.out.substr(0, list.out.find('\t'));
+  EXPECT_NE(list.out.find("image/jpeg\t/2020/a.jpg\n"), std::string::npos) << list.out;
+  EXPECT_EQ(run({"meta", "set", catalog, id, "xmp:Rating", "5"}).status, 0);
+  EXPECT_EQ(run({"meta", "set", catalog, id, "xmp:Rating", "3"}).status, 0);
+  EXPECT_EQ(run({"meta", "get", catalog, id, "xmp:Rating"}).out, "3\n") << "single valued";
+  const run_result bad = run({"meta", "set", catalog, id, "xmp:Rating", "high"});
+  EXPECT_EQ(bad.status, 2);
+  EXPECT_EQ(run({"meta", "get", catalog, id, "xmp:Rating"}).out, "3\n");
+  const run_result show = run({"media", "show", catalog, id});
+  EXPECT_NE(show.out.find("path: " + box_.path("pictures/2020/a.jpg")), std::string::npos)
+      << show.out;
+  EXPECT_NE(show.out.find("metadata: tiff:ImageWidth = 3\n"), std::string::npos) << show.out;
+  const run_result missing = run({"media", "show", catalog, "999999"});
+  EXPECT_EQ(missing.status, 2);
+  EXPECT_NE(missing.err.find("the catalog has no media 999999"), std::string::npos);
+}

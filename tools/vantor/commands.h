@@ -14,5 +14,8 @@ command catalog_info_command();
 command volume_command();
 command tag_command();
 command namespace_command();
+command import_command();
+command media_command();
+command meta_command();
 
 }  // namespace vantor_cli

@@ -1,0 +1,125 @@
+#include "tools/vantor/folder_import.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+
+#include "catalog/connection.h"
+#include "catalog/media.h"
+#include "catalog/volume_manager.h"
+#include "tests/catalog/catalog_test_support.h"
+#include "tests/support/jpeg_fixture.h"
+#include "tests/support/sandbox.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A catalog in <sandbox>/catalog with pictures beside it, and a folder elsewhere.
+class FolderImport : public ::testing::Test {
+ protected:
+  FolderImport() {
+    // The probe needs the system's MIME database.
+    ::setenv("XDG_DATA_DIRS", "/usr/local/share:/usr/share", 1);
+    fs::create_directories(box_.path("catalog/pics/trip"));
+    fs::create_directories(box_.path("elsewhere"));
+    path_ = vael_test::new_catalog(box_, "catalog/c.vdb");
+    c_ = std::make_unique<vael::connection>(path_);
+  }
+
+  int count(const std::string& sql) { return vael_test::scalar(c_->get().database(), sql); }
+  int media_at(const std::string& path) {
+    return count("SELECT id FROM media_table WHERE full_filepath = '" + path + "'");
+  }
+  int int_value(const std::string& identifier, int media_id) {
+    return count(
+        "SELECT v.value FROM metadata_integer_table v JOIN media_to_metadata_table l ON "
+        "l.metadata_id = v.id JOIN metadata_description_table d ON d.id = v.description_id "
+        "WHERE d.identifier = '" +
+        identifier + "' AND l.media_id = " + std::to_string(media_id));
+  }
+
+  vantor_test::sandbox box_;
+  std::string path_;
+  std::unique_ptr<vael::connection> c_;
+};
+
+TEST_F(FolderImport, ImportsMediaWithTheirMetadataOnceAndKnowsTheirVolumes) {
+  const std::string pics = box_.path("catalog/pics");
+  vantor_test::WriteJpeg(pics + "/trip/a.jpg", [](Exiv2::ExifData& exif, Exiv2::XmpData& xmp) {
+    exif["Exif.Photo.DateTimeOriginal"] = "2014:01:15 10:30:00";
+    xmp["Xmp.xmp.Rating"] = "4";
+  });
+  vantor_test::WriteJpeg(pics + "/b.jpg");
+  vantor_test::WriteJpeg(pics + "/B.JPG");  // differs from b.jpg only in case
+  box_.write_file("catalog/pics/notes.txt", "not a photo");
+  box_.write_file("catalog/pics/broken.jpg", "\xff\xd8 cut short");
+  vantor_test::WriteJpeg(box_.path("elsewhere/c.jpg"));
+
+  const vantor_cli::import_summary first = vantor_cli::import_folder(c_->handle(), pics);
+  EXPECT_EQ(first.imported, 3);  // B.JPG, broken.jpg, trip/a.jpg: byte order puts B first
+  EXPECT_EQ(first.skipped, 1);
+  ASSERT_EQ(first.warnings.size(), 2u);
+  EXPECT_NE(first.warnings[0].find("b.jpg: passed over, since its name differs only in case"),
+            std::string::npos)
+      << first.warnings[0];
+  EXPECT_NE(first.warnings[1].find("broken.jpg"), std::string::npos) << first.warnings[1];
+
+  // Beside the catalog: the database relative volume, paths below the catalog's folder.
+  const int a = media_at("/pics/trip/a.jpg");
+  ASSERT_NE(a, 0);
+  const vael::media ma = vael::media::get_media(c_->handle(), a);
+  EXPECT_EQ(vael::get_volume_manager(c_->handle()).get_volume(ma.get_volume_id()).type,
+            vael::volume_type::database_relative_drive);
+  EXPECT_EQ(ma.get_date().date, boost::posix_time::time_from_string("2014-01-15 10:30:00"));
+  EXPECT_EQ(ma.get_date().precision, vael::exact_precision);
+  EXPECT_EQ(int_value("xmp:Rating", a), 4);
+  EXPECT_EQ(int_value("tiff:ImageWidth", a), vantor_test::kTinyJpegWidth);
+  EXPECT_EQ(int_value("tiff:ImageHeight", a), vantor_test::kTinyJpegHeight);
+  EXPECT_EQ(int_value("omb:FileSize", a), static_cast<int>(fs::file_size(pics + "/trip/a.jpg")));
+  const int broken = media_at("/pics/broken.jpg");
+  EXPECT_EQ(int_value("omb:FileSize", broken), 12);
+  EXPECT_EQ(count("SELECT COUNT(*) FROM media_to_metadata_table WHERE media_id = " +
+                  std::to_string(broken)),
+            2)
+      << "only the file's size and date";
+
+  const int media_before = count("SELECT COUNT(*) FROM media_table");
+  const vantor_cli::import_summary again = vantor_cli::import_folder(c_->handle(), pics);
+  EXPECT_EQ(again.imported, 0);
+  EXPECT_EQ(again.already_present, 3);
+  EXPECT_EQ(count("SELECT COUNT(*) FROM media_table"), media_before);
+
+  // Elsewhere: the volume of the file system, reused by a second import.
+  EXPECT_EQ(vantor_cli::import_folder(c_->handle(), box_.path("elsewhere")).imported, 1);
+  const int volumes = count("SELECT COUNT(*) FROM volume_table");
+  EXPECT_EQ(vantor_cli::import_folder(c_->handle(), box_.path("elsewhere")).already_present, 1);
+  EXPECT_EQ(count("SELECT COUNT(*) FROM volume_table"), volumes);
+  const int c = count("SELECT MAX(id) FROM media_table");
+  EXPECT_EQ(vael::media::get_media(c_->handle(), c).get_filepath(false),
+            fs::canonical(box_.path("elsewhere/c.jpg")).string());
+}
+
+TEST_F(FolderImport, AnInterruptedImportKeepsFinishedBatchesAndNoHalfMadeMedia) {
+  for (const char* name : {"1.jpg", "2.jpg", "3.jpg"}) {
+    vantor_test::WriteJpeg(box_.path(std::string("catalog/pics/") + name));
+  }
+  vantor_cli::import_options options;
+  options.batch_size = 2;
+  options.progress = [](long long done, long long) {
+    if (done == 3) throw std::runtime_error("interrupted");
+  };
+  EXPECT_THROW(vantor_cli::import_folder(c_->handle(), box_.path("catalog/pics"), options),
+               std::runtime_error);
+  EXPECT_EQ(count("SELECT COUNT(*) FROM media_table"), 2);
+  EXPECT_EQ(count("SELECT COUNT(*) FROM media_to_metadata_table WHERE media_id NOT IN "
+                  "(SELECT id FROM media_table)"),
+            0);
+  EXPECT_EQ(vantor_cli::import_folder(c_->handle(), box_.path("catalog/pics")).imported, 1);
+  EXPECT_THROW(vantor_cli::import_folder(c_->handle(), box_.path("missing")), std::runtime_error);
+}
+
+}  // namespace
