@@ -136,14 +136,18 @@ void media_stack::write_members(const std::vector<int>& media_ids) {
     row.save();
   }
 
+  // The members' top is known here, so the sort rows skip asking each member for its stack.
+  const media_stack_sort sort(handle_);
+  if (!media_ids.empty()) sort.write_top_dates(media_ids, media_ids.front());
+  for (int id : touched) {  // a former member that left sorts by its own date again
+    if (std::find(media_ids.begin(), media_ids.end(), id) == media_ids.end()) {
+      sort.write_top_dates({id}, id);
+    }
+  }
   touched.insert(touched.end(), media_ids.begin(), media_ids.end());
   std::sort(touched.begin(), touched.end());
   touched.erase(std::unique(touched.begin(), touched.end()), touched.end());
-  const media_stack_sort sort(handle_);
-  for (int id : touched) {
-    sort.update(id, false);
-    c.media_tracker().mark_changed(id);
-  }
+  for (int id : touched) c.media_tracker().mark_changed(id);
   c.tag_tracker().mark_changed(get_id());
 }
 

@@ -42,14 +42,18 @@ void stack_sort::insert(const media& m) const {
 }
 
 void stack_sort::update(int media_id, bool top_carries_stack) const {
-  dbl::database& db = get_connection(handle_).database();
   std::vector<int> targets = members_(handle_, media_id);
   const int top = targets.empty() ? media_id : targets.front();
   if (targets.empty() || top != media_id || !top_carries_stack) targets = {media_id};
-  const media top_media = media::get_media(handle_, top);
+  write_top_dates(targets, top);
+}
+
+void stack_sort::write_top_dates(const std::vector<int>& media_ids, int top_id) const {
+  dbl::database& db = get_connection(handle_).database();
+  const media top_media = media::get_media(handle_, top_id);
   const dbl::entry_data begin = top_media.row().get(col::search_date_begin);
   const dbl::entry_data end = top_media.row().get(col::search_date_end);
-  for (int target : targets) {
+  for (int target : media_ids) {
     std::optional<dbl::record> row = find_row(db, table_, target);
     if (!row) {
       insert(media::get_media(handle_, target));
