@@ -14,5 +14,7 @@ command catalog_info_command();
 command volume_command();
 command tag_command();
 command namespace_command();
+command stack_command();
+command version_command();
 
 }  // namespace vantor_cli

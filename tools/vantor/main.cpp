@@ -18,7 +18,8 @@ vantor_cli::command root_command() {
   root.children = {vantor_cli::prefs_command(),    vantor_cli::eligible_command(),
                    vantor_cli::settings_command(), vantor_cli::sync_catalog_command(),
                    vantor_cli::catalog_command(),  vantor_cli::volume_command(),
-                   vantor_cli::tag_command(),      vantor_cli::namespace_command()};
+                   vantor_cli::tag_command(),      vantor_cli::namespace_command(),
+                   vantor_cli::stack_command(),    vantor_cli::version_command()};
   return root;
 }
 
