@@ -49,7 +49,7 @@ media_stack media_stack::create(const connection_handle& handle,
                                 const std::vector<int>& media_ids) {
   media_stack stack(handle, create_stack_tag(handle, tag_type()));
   if (media_ids.size() < 2) throw std::logic_error(too_few_message);
-  stack.write_members(media_ids);
+  stack.write_members(media_ids, false);
   return stack;
 }
 
@@ -82,15 +82,15 @@ std::vector<int> media_stack::get_media_ids() const {
 
 void media_stack::set_media(const std::vector<int>& media_ids) {
   if (media_ids.size() < 2) throw std::logic_error(too_few_message);
-  write_members(media_ids);
+  write_members(media_ids, true);
 }
 
 void media_stack::dissolve() {
-  write_members({});
+  write_members({}, true);
   tag_.base().remove_tag(true, true);
 }
 
-void media_stack::write_members(const std::vector<int>& media_ids) {
+void media_stack::write_members(const std::vector<int>& media_ids, bool may_have_rows) {
   internal_connection& c = get_connection(handle_);
   dbl::database& db = c.database();
   for (std::size_t cursor = 0; cursor < media_ids.size();) {
@@ -117,14 +117,16 @@ void media_stack::write_members(const std::vector<int>& media_ids) {
   }
 
   const dbl::table_description& table = db.get_table(tbl::media_stack_to_media_table);
-  dbl::query q(db, member_rows_sql, true);
-  q.bind(":stack_id", dbl::entry_data(get_id())).set_columns(table);
-  std::vector<dbl::entry_data_vector> rows(q.begin(), q.end());
   std::vector<int> touched;
-  const int media_position = table.column_position(col::media_id);
-  for (dbl::entry_data_vector& values : rows) {
-    touched.push_back(values[static_cast<std::size_t>(media_position)].as_int());
-    dbl::record(db, table, std::move(values), true).remove(true);
+  if (may_have_rows) {
+    dbl::query q(db, member_rows_sql, true);
+    q.bind(":stack_id", dbl::entry_data(get_id())).set_columns(table);
+    std::vector<dbl::entry_data_vector> rows(q.begin(), q.end());
+    const int media_position = table.column_position(col::media_id);
+    for (dbl::entry_data_vector& values : rows) {
+      touched.push_back(values[static_cast<std::size_t>(media_position)].as_int());
+      dbl::record(db, table, std::move(values), true).remove(true);
+    }
   }
 
   int index = 0;

@@ -52,7 +52,8 @@ class media_stack {
 
  private:
   media_stack(connection_handle handle, tag stack_tag);
-  void write_members(const std::vector<int>& media_ids);
+  // `may_have_rows` false skips reading the current members, which a new tag has none of.
+  void write_members(const std::vector<int>& media_ids, bool may_have_rows);
 
   connection_handle handle_;
   tag tag_;
