@@ -6,10 +6,10 @@
 
 namespace vael {
 
-// Where stacks meet tags: a tag with applies_to_all_in_media_stack or
-// applies_to_all_in_version_stack tags and untags the whole stack of a media. These answer
-// which stack a media belongs to; until stacks are modelled no media is in one, so both give
-// an empty list and tagging touches the one media only.
+// Where stacks meet tags and media: a tag with applies_to_all_in_media_stack or
+// applies_to_all_in_version_stack tags and untags the whole stack of a media, and a media
+// that goes leaves its stacks first. Kept apart from the stack classes so that tags and
+// media need not know them.
 
 // The members of the media stack holding `media_id`, in stack order; empty when none.
 std::vector<int> media_stack_members(const connection_handle& handle, int media_id);

@@ -1,5 +1,6 @@
 #include "catalog/stack_sort.h"
 
+#include <boost/date_time/posix_time/posix_time.hpp>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -18,13 +19,32 @@ namespace {
 namespace col = schema::column;
 namespace tbl = schema::table;
 
-std::optional<dbl::record> find_row(dbl::database& db, const char* table, int media_id) {
-  const dbl::table_description description = db.get_table(table);
-  dbl::query q(db, std::string("SELECT * FROM ") + table + " WHERE media_id = :media_id", true);
-  q.bind(":media_id", media_id).set_columns(description);
+std::string row_sql(const char* table) {
+  return std::string("SELECT * FROM ") + table + " WHERE media_id = :media_id";
+}
+
+std::optional<dbl::record> find_row(dbl::database& db, const dbl::table_description& table,
+                                    const std::string& sql, int media_id) {
+  dbl::query q(db, sql, true);
+  q.bind(":media_id", media_id).set_columns(table);
   dbl::query_iterator it = q.begin();
   if (it == q.end()) return std::nullopt;
-  return dbl::record(db, description, *it, true);
+  return dbl::record(db, table, *it, true);
+}
+
+// The two search dates of a media, read alone: a top is read once per stack, and the media
+// cache would copy its whole row in and out for them.
+std::pair<dbl::entry_data, dbl::entry_data> search_dates(dbl::database& db, int media_id) {
+  dbl::query q(
+      db, "SELECT search_date_begin, search_date_end FROM media_table WHERE id = :media_id", true);
+  q.bind(":media_id", media_id)
+      .add_column(col::search_date_begin, typeid(boost::posix_time::ptime))
+      .add_column(col::search_date_end, typeid(boost::posix_time::ptime));
+  dbl::query_iterator it = q.begin();
+  if (it == q.end()) {
+    throw std::logic_error("There is no media with the id " + std::to_string(media_id) + ".");
+  }
+  return {(*it)[0], (*it)[1]};
 }
 
 }  // namespace
@@ -42,18 +62,22 @@ void stack_sort::insert(const media& m) const {
 }
 
 void stack_sort::update(int media_id, bool top_carries_stack) const {
-  dbl::database& db = get_connection(handle_).database();
   std::vector<int> targets = members_(handle_, media_id);
   const int top = targets.empty() ? media_id : targets.front();
   if (targets.empty() || top != media_id || !top_carries_stack) targets = {media_id};
-  const media top_media = media::get_media(handle_, top);
-  const dbl::entry_data begin = top_media.row().get(col::search_date_begin);
-  const dbl::entry_data end = top_media.row().get(col::search_date_end);
-  for (int target : targets) {
-    std::optional<dbl::record> row = find_row(db, table_, target);
+  write_top_dates(targets, top);
+}
+
+void stack_sort::write_top_dates(const std::vector<int>& media_ids, int top_id) const {
+  dbl::database& db = get_connection(handle_).database();
+  const dbl::table_description& table = db.get_table(table_);
+  const std::string sql = row_sql(table_);
+  const auto [begin, end] = search_dates(db, top_id);
+  for (int target : media_ids) {
+    std::optional<dbl::record> row = find_row(db, table, sql, target);
     if (!row) {
       insert(media::get_media(handle_, target));
-      row = find_row(db, table_, target);
+      row = find_row(db, table, sql, target);
     }
     if (!row) throw std::runtime_error("A stack sort entry was missing that shouldn't have been.");
     row->set(col::search_date_begin, begin);
@@ -63,8 +87,9 @@ void stack_sort::update(int media_id, bool top_carries_stack) const {
 }
 
 media_date_t stack_sort::get_date(int media_id) const {
+  dbl::database& db = get_connection(handle_).database();
   const std::optional<dbl::record> row =
-      find_row(get_connection(handle_).database(), table_, media_id);
+      find_row(db, db.get_table(table_), row_sql(table_), media_id);
   if (!row) return media::get_media(handle_, media_id).get_date();
   return date_of_row(*row);
 }

@@ -28,6 +28,9 @@ class stack_sort {
   // made first. Throws std::runtime_error "A stack sort entry was missing that shouldn't have
   // been." when it still cannot be read.
   void update(int media_id, bool top_carries_stack) const;
+  // Writes the search dates of `top_id` into the sort rows of `media_ids`, making missing
+  // rows first; for callers that know the top already. Throws as update().
+  void write_top_dates(const std::vector<int>& media_ids, int top_id) const;
   // The date of the media's sort row; the media's own date when it has none.
   media_date_t get_date(int media_id) const;
 

@@ -2,9 +2,12 @@
 
 #include <sqlite3.h>
 
+#include <array>
 #include <boost/date_time/posix_time/posix_time.hpp>
+#include <cstddef>
 #include <stdexcept>
 #include <unordered_map>
+#include <utility>
 
 #include "dbl/exceptions.h"
 #include "dbl/sqlite/collation.h"
@@ -20,7 +23,18 @@ constexpr int kProgressStep = 100;
 // ISO extended text; a special value has no time part and goes out as its name alone.
 std::string timestamp_text(const boost::posix_time::ptime& t) {
   if (t.is_special()) return boost::gregorian::to_iso_extended_string(t.date());
-  return boost::posix_time::to_iso_extended_string(t);
+  // The same few times are bound again and again (a stack's top dates go into the sort row
+  // of every member), and boost formats through a stream, which costs more than the
+  // statement; so the last two texts are kept.
+  thread_local std::array<std::pair<boost::posix_time::ptime, std::string>, 2> recent;
+  thread_local std::size_t next = 0;
+  for (const auto& [time, text] : recent) {
+    if (!text.empty() && time == t) return text;
+  }
+  std::string text = boost::posix_time::to_iso_extended_string(t);
+  recent[next] = {t, text};
+  next = (next + 1) % recent.size();
+  return text;
 }
 
 boost::posix_time::ptime parse_timestamp(const std::string& text) {

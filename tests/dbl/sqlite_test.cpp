@@ -181,6 +181,24 @@ TEST_F(SqliteTest, ValuesRoundTripByDeclaredKind) {
             "There were no results for the query:\nSELECT i FROM v WHERE i = 0");
 }
 
+// Recently bound times are remembered as text; each bind must still write its own time.
+TEST_F(SqliteTest, TimestampsBoundInTurnKeepTheirOwnText) {
+  query(db_, "CREATE TABLE w (k INTEGER, ts TEXT)").execute();
+  const boost::posix_time::ptime base(boost::gregorian::date(2001, 2, 3));
+  const std::string texts[] = {"2001-02-03T00:00:00", "2001-02-03T01:00:00", "2001-02-03T02:00:00"};
+  for (int k = 0; k < 9; ++k) {
+    query(db_, "INSERT INTO w VALUES (?, ?)")
+        .bind(k)
+        .bind(base + boost::posix_time::hours(k % 3))
+        .execute();
+  }
+  query q(db_, "SELECT k, ts FROM w ORDER BY k");
+  q.add_column("k", typeid(int)).add_column("ts", typeid(std::string));
+  for (const entry_data_vector& row : q) {
+    EXPECT_EQ(row[1].as_string(), texts[row[0].as_int() % 3]) << row[0].as_int();
+  }
+}
+
 TEST_F(SqliteTest, IterationAndErrors) {
   query(db_, "CREATE TABLE n (x INTEGER UNIQUE)").execute();
   query(db_, "INSERT INTO n VALUES (?)").execute_for_ints({3, 1, 2});

@@ -2,13 +2,18 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <boost/date_time/posix_time/posix_time.hpp>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "catalog/connection.h"
+#include "catalog/media.h"
 #include "catalog/schema/schema_creation.h"
 #include "catalog/schema/schema_v7.h"
+#include "catalog/transaction.h"
+#include "catalog/volume_manager.h"
 #include "dbl/query.h"
 #include "dbl/sqlite/sqlite_database.h"
 #include "tests/support/jpeg_fixture.h"
@@ -326,3 +331,89 @@ TEST_F(CliTest, ImportTwiceThenReadAndWriteMetadata) {
   EXPECT_EQ(missing.status, 2);
   EXPECT_NE(missing.err.find("the catalog has no media 999999"), std::string::npos);
 }
+namespace {
+
+// Media made through the model on the catalog's own volume, a day apart, as an import would
+// make them; their ids in order.
+std::vector<std::string> add_media(const std::string& catalog, int count) {
+  vael::connection c(catalog);
+  vael::transaction t(c.handle());
+  t.begin(true, 1);
+  const int volume =
+      vael::get_volume_manager(c.handle()).get_volume_id_of_type("database_relative_drive");
+  std::vector<std::string> ids;
+  for (int i = 0; i < count; ++i) {
+    vael::media m = vael::media::create_master(c.handle(), volume,
+                                               "img" + std::to_string(i) + ".jpg", "image/jpeg");
+    m.set_date(
+        {boost::posix_time::time_from_string("2020-01-0" + std::to_string(i + 1) + " 00:00:00"),
+         0});
+    ids.push_back(std::to_string(m.get_id()));
+  }
+  t.commit();
+  return ids;
+}
+
+TEST_F(CliTest, StacksAndVersionsRoundTripAndRefusalsLeaveTheCatalogAsItWas) {
+  const std::string catalog = box_.path("pictures/catalog.omb14db");
+  ASSERT_EQ(run({"catalog", "create", box_.path("pictures")}).status, 0);
+  const std::vector<std::string> m = add_media(catalog, 5);
+
+  const run_result versioned = run({"version", "add", catalog, m[1], m[0]});
+  ASSERT_EQ(versioned.status, 0) << versioned.err;
+  const std::string version_id = versioned.out.substr(14, versioned.out.find(':') - 14);
+  EXPECT_EQ(versioned.out, "version stack " + version_id + ": " + m[1] + " " + m[0] + "\n");
+  const run_result piled = run({"stack", "create", catalog, m[2], m[1], m[0]});
+  ASSERT_EQ(piled.status, 0) << piled.err;
+  const std::string stack_id = piled.out.substr(12, piled.out.find(':') - 12);
+  EXPECT_EQ(run({"version", "add", catalog, m[3], m[0]}).status, 0);
+  EXPECT_EQ(run({"stack", "list", catalog}).out,
+            stack_id + ": " + m[2] + " " + m[3] + " " + m[1] + " " + m[0] + "\n")
+      << "the new version goes just before the former lead";
+  EXPECT_EQ(run({"stack", "show", catalog, stack_id}).out,
+            m[2] + "\n" + m[3] + " (version stack " + version_id + ")\n" + m[1] +
+                " (version stack " + version_id + ")\n" + m[0] + " (version stack " + version_id +
+                ")\n");
+  EXPECT_EQ(run({"version", "top", catalog, m[0]}).out, m[3] + "\n");
+  EXPECT_EQ(run({"version", "top", catalog, m[4]}).out, m[4] + "\n");
+  const std::string versions =
+      version_id + ": " + m[3] + "<" + m[0] + " " + m[1] + "<" + m[0] + " " + m[0] + "\n";
+  EXPECT_EQ(run({"version", "list", catalog}).out, versions);
+
+  const std::string info = run({"catalog", "info", catalog}).out;
+  const struct {
+    std::vector<std::string> args;
+    std::string err;
+  } refusals[] = {
+      {{"stack", "create", catalog, m[4], m[0]},
+       "vantor: media stack of " + m[4] + " " + m[0] +
+           ": Could not set the stack media, since some of the media was already stacked.\n"},
+      {{"stack", "create", catalog, m[4]},
+       "vantor: media stack of " + m[4] +
+           ": A media_stack must be comprised of at least 2 media.\n"},
+      {{"version", "rm", catalog, m[1]},
+       "vantor: media " + m[1] +
+           ": If media in a version_stack is stacked, it must all be added to the stack\n"},
+      {{"version", "add", catalog, m[2], m[4]},
+       "vantor: version " + m[2] + " of " + m[4] +
+           ": Can't create a version_stack if the child is in a media_stack.\n"},
+      {{"stack", "dissolve", catalog, version_id},
+       "vantor: there is no media stack " + version_id + "\n"},
+  };
+  for (const auto& refusal : refusals) {
+    const run_result r = run(refusal.args);
+    EXPECT_EQ(r.status, 2) << refusal.err;
+    EXPECT_EQ(r.err, refusal.err);
+  }
+  EXPECT_EQ(run({"catalog", "info", catalog}).out, info) << "no change id, tag or media moved";
+  EXPECT_EQ(run({"version", "list", catalog}).out, versions);
+
+  EXPECT_EQ(run({"stack", "dissolve", catalog, stack_id}).out,
+            "dissolved media stack " + stack_id + "\n");
+  EXPECT_EQ(run({"stack", "list", catalog}).out, "");
+  EXPECT_EQ(run({"version", "rm", catalog, m[1]}).status, 0);
+  EXPECT_EQ(run({"version", "list", catalog}).out,
+            version_id + ": " + m[3] + "<" + m[0] + " " + m[0] + "\n");
+}
+
+}  // namespace

@@ -17,5 +17,7 @@ command namespace_command();
 command import_command();
 command media_command();
 command meta_command();
+command stack_command();
+command version_command();
 
 }  // namespace vantor_cli

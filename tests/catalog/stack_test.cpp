@@ -1,0 +1,276 @@
+#include <gtest/gtest.h>
+
+#include <boost/date_time/posix_time/posix_time.hpp>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "catalog/custom_tag_namespace.h"
+#include "catalog/media.h"
+#include "catalog/media_stack.h"
+#include "catalog/version_stack.h"
+#include "catalog/volume_manager.h"
+#include "tests/catalog/tag_test_support.h"
+
+namespace {
+
+namespace pt = boost::posix_time;
+using vael::media;
+using vael::media_stack;
+using vael::version_stack;
+using ids = std::vector<int>;
+
+std::string message_of(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const std::exception& e) {
+    return e.what();
+  }
+  return "(no error)";
+}
+
+class Stacks : public vael_test::tag_catalog {
+ protected:
+  // Media 1..n of the fixture, dated a day apart so that every top shows in the sort rows.
+  Stacks() {
+    write([&] {
+      const int volume = vael::get_volume_manager(h())
+                             .add_volume({"S1", "one", vael::volume_type::builtin_drive, "/p", 0})
+                             .id;
+      for (int i = 0; i < 8; ++i) {
+        media m = media::create_master(h(), volume, "m" + std::to_string(i) + ".jpg", "image/jpeg");
+        m.set_date({pt::time_from_string("2020-01-0" + std::to_string(1 + i) + " 00:00:00"), 0});
+        m_.push_back(m.get_id());
+      }
+    });
+  }
+
+  int stack_rows(const char* table) const {
+    return count(std::string("SELECT COUNT(*) FROM ") + table);
+  }
+
+  // What every public operation must leave behind, checked on the rows.
+  void expect_stack_invariants() const {
+    for (const char* kind : {"media", "version"}) {
+      const std::string members = std::string(kind) + "_stack_to_media_table";
+      const std::string sort = std::string(kind) + "_stack_sort_table";
+      EXPECT_EQ(count("SELECT COUNT(*) FROM (SELECT media_id FROM " + members +
+                      " GROUP BY media_id HAVING COUNT(*) > 1)"),
+                0)
+          << kind << ": a media in two stacks";
+      EXPECT_EQ(count("SELECT COUNT(*) FROM (SELECT stack_tag_id FROM " + members +
+                      " GROUP BY stack_tag_id HAVING COUNT(*) < 2 OR MIN(media_index) != 0 OR "
+                      "MAX(media_index) != COUNT(*) - 1 OR COUNT(DISTINCT media_index) != "
+                      "COUNT(*))"),
+                0)
+          << kind << ": a stack of fewer than 2, or positions not 0..n-1";
+      EXPECT_EQ(count("SELECT COUNT(*) FROM media_table md LEFT JOIN " + sort +
+                      " s ON s.media_id = md.id LEFT JOIN " + members +
+                      " m ON m.media_id = md.id LEFT JOIN " + members +
+                      " t ON t.stack_tag_id = m.stack_tag_id AND t.media_index = 0 "
+                      "JOIN media_table top ON top.id = COALESCE(t.media_id, md.id) "
+                      "WHERE s.media_id IS NULL OR s.search_date_begin != top.search_date_begin "
+                      "OR s.search_date_end != top.search_date_end"),
+                0)
+          << kind << ": a sort row that is not its top's date";
+      const std::string type = std::string(kind) == "media" ? "stack" : "version_stack";
+      EXPECT_EQ(count("SELECT COUNT(*) FROM tag_table WHERE type_name = '" + type +
+                      "' AND (id NOT IN (SELECT stack_tag_id FROM " + members +
+                      ") OR parent_id != (SELECT id FROM tag_table WHERE name = 'stack_ns'))"),
+                0)
+          << kind << ": a stack tag without members or outside stack_ns";
+      EXPECT_EQ(count("SELECT COUNT(*) FROM " + members +
+                      " WHERE stack_tag_id NOT IN (SELECT id FROM tag_table WHERE type_name = '" +
+                      type + "')"),
+                0)
+          << kind << ": members of a tag of another type";
+    }
+    EXPECT_EQ(count("SELECT COUNT(*) FROM (SELECT v.stack_tag_id FROM "
+                    "version_stack_to_media_table v LEFT JOIN media_stack_to_media_table m "
+                    "ON m.media_id = v.media_id GROUP BY v.stack_tag_id HAVING COUNT(m.media_id) "
+                    "> 0 AND (COUNT(m.media_id) != COUNT(*) OR COUNT(DISTINCT m.stack_tag_id) "
+                    "!= 1 OR COUNT(DISTINCT m.media_index - v.media_index) != 1))"),
+              0)
+        << "a version stack split, scattered or out of order in a media stack";
+  }
+  std::string sort_date(const char* table, int media_id) const {
+    dbl::query q(db(), std::string("SELECT search_date_begin FROM ") + table +
+                           " WHERE media_id = " + std::to_string(media_id));
+    q.add_column("ignored", typeid(std::string));
+    return q.first_row()[0].as_string();
+  }
+  version_stack version(int child, int parent) {
+    std::optional<version_stack> s;
+    write([&] { s = version_stack::create_version(h(), child, parent); });
+    expect_stack_invariants();
+    return *s;
+  }
+  media_stack pile(const ids& members) {
+    std::optional<media_stack> s;
+    write([&] { s = media_stack::create(h(), members); });
+    expect_stack_invariants();
+    return *s;
+  }
+
+  ids m_;
+};
+
+TEST_F(Stacks, VersionsChainNewestFirstAndCloseGapsWhenOneGoes) {
+  const int a = m_[0], b = m_[1], c = m_[2], d = m_[3];
+  version(b, a);
+  EXPECT_EQ(version_stack::get_for_media(h(), a).get_media_ids(), (ids{b, a}));
+  EXPECT_EQ(version_stack::get_parent_id(h(), b), a);
+  EXPECT_EQ(version_stack::get_parent_id(h(), a), 0);
+  version(c, b);
+  const version_stack s = version(d, a);
+  EXPECT_EQ(s.get_media_ids(), (ids{d, c, b, a})) << "a third version of A still comes first";
+  EXPECT_EQ(version_stack::get_root_version_id(h(), c), a);
+  EXPECT_EQ(version_stack::get_root_version_id(h(), d), a);
+  EXPECT_EQ(version_stack::get_root_version_id(h(), m_[7]), m_[7]);
+  EXPECT_EQ(sort_date("version_stack_sort_table", a), "2020-01-04T00:00:00");
+  EXPECT_FALSE(version_stack::is_media_in_version_stack(h(), m_[7]));
+
+  EXPECT_EQ(message_of([&] { version(b, m_[7]); }),
+            "Cannot create a version for a child that is already in a version.");
+  EXPECT_THROW(media_stack(h(), s.get_id()), vael::database_state_invalid_error);
+
+  write([&] { media::get_media(h(), b).remove(true, true); });
+  expect_stack_invariants();
+  EXPECT_EQ(version_stack::get_parent_id(h(), c), a) << "B's child now hangs from B's parent";
+  EXPECT_EQ(s.get_media_ids(), (ids{d, c, a}));
+
+  version_stack pair = version(m_[5], m_[4]);
+  write([&] { pair.remove_media(m_[4]); });
+  expect_stack_invariants();
+  EXPECT_FALSE(version_stack::is_media_in_version_stack(h(), m_[4]));
+  EXPECT_FALSE(version_stack::is_media_in_version_stack(h(), m_[5]));
+}
+
+TEST_F(Stacks, VersionOfAStackedParentJoinsItsPileJustBeforeTheFormerLead) {
+  const int p = m_[0], q = m_[1], c = m_[2], d = m_[3];
+  const media_stack s = pile({q, p});
+  version(c, p);
+  EXPECT_EQ(s.get_media_ids(), (ids{q, c, p}));
+  version(d, c);
+  EXPECT_EQ(s.get_media_ids(), (ids{q, d, c, p}));
+  EXPECT_EQ(sort_date("media_stack_sort_table", d), "2020-01-02T00:00:00") << "q tops the pile";
+  EXPECT_EQ(message_of([&] { version(q, m_[5]); }),
+            "Can't create a version_stack if the child is in a media_stack.");
+
+  // Removing the one loose member leaves a pile of one version stack, which is no pile.
+  write([&] { media::get_media(h(), q).remove(true, true); });
+  expect_stack_invariants();
+  EXPECT_FALSE(media_stack::is_media_in_stack(h(), c));
+  EXPECT_EQ(version_stack::get_for_media(h(), p).get_media_ids(), (ids{d, c, p}));
+}
+
+TEST_F(Stacks, RefusedMembershipsChangeNothing) {
+  const int a = m_[0], b = m_[1], x = m_[2], y = m_[3];
+  version(b, a);
+  media_stack s = pile({x, y});
+  const int tags = count("SELECT COUNT(*) FROM tag_table");
+  const struct {
+    std::function<void()> step;
+    const char* message;
+  } refusals[] = {
+      {[&] { media_stack::create(h(), {m_[6]}); },
+       "A media_stack must be comprised of at least 2 media."},
+      {[&] {
+         media_stack::create(h(), {y, m_[6]});
+       },
+       "Could not set the stack media, since some of the media was already stacked."},
+      {[&] {
+         s.set_media({x, y, a});
+       },
+       "If media in a version_stack is stacked, it must all be added to the stack"},
+      {[&] {
+         s.set_media({x, a, b});
+       },
+       "If media in a version_stack is stacked, it must all be added to the stack"},
+      {[&] { s.set_media({x}); }, "A media_stack must be comprised of at least 2 media."},
+  };
+  for (const auto& refusal : refusals) {
+    EXPECT_EQ(message_of([&] { write(refusal.step); }), refusal.message);
+    EXPECT_EQ(s.get_media_ids(), (ids{x, y})) << refusal.message;
+    EXPECT_EQ(count("SELECT COUNT(*) FROM tag_table"), tags) << refusal.message;
+    EXPECT_EQ(stack_rows("media_stack_to_media_table"), 2) << refusal.message;
+    expect_stack_invariants();
+  }
+  write([&] { s.set_media({x, b, a, y}); });
+  expect_stack_invariants();
+  EXPECT_EQ(media_stack::get_for_media(h(), a).get_id(), s.get_id());
+}
+
+TEST_F(Stacks, ThePileSortsByItsTopAndDissolvingLeavesNothingBehind) {
+  const int a = m_[0], b = m_[1], c = m_[2];
+  media_stack s = pile({a, b, c});
+  EXPECT_EQ(sort_date("media_stack_sort_table", c), "2020-01-01T00:00:00");
+  write([&] { s.set_media({c, a, b}); });
+  expect_stack_invariants();
+  for (int id : {a, b, c})
+    EXPECT_EQ(sort_date("media_stack_sort_table", id), "2020-01-03T00:00:00");
+  write([&] {
+    media::get_media(h(), a).set_date({pt::time_from_string("2001-01-01 00:00:00"), 0});
+  });
+  expect_stack_invariants();
+  write([&] {
+    media::get_media(h(), c).set_date({pt::time_from_string("2002-01-01 00:00:00"), 0});
+  });
+  expect_stack_invariants();
+  EXPECT_EQ(sort_date("media_stack_sort_table", b), "2002-01-01T00:00:00");
+
+  version_stack v = version(m_[4], m_[3]);
+  write([&] {
+    s.dissolve();
+    v.dissolve();
+  });
+  expect_stack_invariants();
+  EXPECT_EQ(stack_rows("media_stack_to_media_table") + stack_rows("version_stack_to_media_table"),
+            0);
+  EXPECT_EQ(count("SELECT COUNT(*) FROM tag_table WHERE parent_id != 0"), 0);
+  EXPECT_EQ(sort_date("media_stack_sort_table", b), "2020-01-02T00:00:00");
+}
+
+TEST_F(Stacks, StackWideTagsTagAndUntagWholeStacks) {
+  const int a = m_[0], b = m_[1], c = m_[2], v1 = m_[3], v2 = m_[4];
+  pile({a, b, c});
+  version(v2, v1);
+  vael::tag people, picks, both;
+  write([&] {
+    vael::custom_tag_namespace ns = vael::create_custom_tag_namespace(h(), "person_ns");
+    people = ns.create_tag("Anna", {"user_person", false, true, true, true, false});
+    picks = ns.create_tag("Pick", {"user_misc", false, true, false, false, true});
+    both = ns.create_tag("Both", {"user_misc", false, true, false, true, true});
+    people.tag_media(b);
+    picks.tag_media(v1);
+    picks.tag_media(a);
+  });
+  EXPECT_EQ(count("SELECT COUNT(*) FROM tag_to_media_table WHERE tag_id = " +
+                  std::to_string(people.get_id())),
+            3);
+  EXPECT_TRUE(picks.is_media_tagged(v2));
+  EXPECT_FALSE(picks.is_media_tagged(b)) << "a version-wide tag leaves the pile alone";
+  write([&] { people.untag_media(c); });
+  EXPECT_TRUE(people.get_media_ids().empty());
+
+  // Media stack wins when both apply: v1's pile holds the whole version stack.
+  write([&] {
+    media_stack::get_for_media(h(), a).set_media({a, v2, v1, b, c});
+    both.tag_media(v1);
+  });
+  EXPECT_EQ(both.get_media_ids().size(), 5u);
+}
+
+TEST_F(Stacks, RemovingTheLastButOneMemberDissolvesThePile) {
+  const int a = m_[0], b = m_[1];
+  pile({a, b});
+  write([&] { media::get_media(h(), a).remove(true, true); });
+  expect_stack_invariants();
+  EXPECT_FALSE(media_stack::is_media_in_stack(h(), b));
+  EXPECT_EQ(count("SELECT COUNT(*) FROM tag_table WHERE type_name = 'stack'"), 0);
+  EXPECT_EQ(sort_date("media_stack_sort_table", b), "2020-01-02T00:00:00");
+}
+
+}  // namespace
