@@ -186,13 +186,14 @@ TEST_F(CliTest, CatalogsAreCreatedCheckedUpgradedAndBadFilesLeftAlone) {
 TEST_F(CliTest, CatalogInfoAndVolumesGoThroughTheCatalogModel) {
   const std::string catalog = box_.path("pictures/catalog.omb14db");
   ASSERT_EQ(run({"catalog", "create", box_.path("pictures")}).status, 0);
+  // The default tags and metadata descriptions of a new catalog take the ids below 111.
   const run_result added =
       run({"volume", "add", catalog, "builtin_drive", "S1", "--path", "/mnt/a"});
   ASSERT_EQ(added.status, 0) << added.err;
-  EXPECT_EQ(added.out, "volume 3: builtin_drive /mnt/a online\n");
+  EXPECT_EQ(added.out, "volume 111: builtin_drive /mnt/a online\n");
   EXPECT_EQ(run({"volume", "add", catalog, "network_drive", "S2"}).status, 0);
-  const run_result moved = run({"volume", "set-path", catalog, "3", "/mnt/b"});
-  EXPECT_EQ(moved.out, "volume 3: builtin_drive /mnt/b online\n") << moved.err;
+  const run_result moved = run({"volume", "set-path", catalog, "111", "/mnt/b"});
+  EXPECT_EQ(moved.out, "volume 111: builtin_drive /mnt/b online\n") << moved.err;
 
   const run_result refused =
       run({"volume", "add", catalog, "removable_drive", "S3", "--path", "/x"});
@@ -205,11 +206,11 @@ TEST_F(CliTest, CatalogInfoAndVolumesGoThroughTheCatalogModel) {
   const run_result info = run({"catalog", "info", catalog});
   ASSERT_EQ(info.status, 0) << info.err;
   EXPECT_EQ(info.out,
-            "schema version: 9\ncurrent change id: 5\nmedia: 0\ntags: 1\nvolumes: 3\n"
+            "schema version: 9\ncurrent change id: 6\nmedia: 0\ntags: 21\nvolumes: 3\n"
             "volume 2: database_relative_drive " +
                 box_.path("pictures") +
-                " online\nvolume 3: builtin_drive /mnt/b online\n"
-                "volume 4: network_drive (no path) offline\n");
+                " online\nvolume 111: builtin_drive /mnt/b online\n"
+                "volume 112: network_drive (no path) offline\n");
   EXPECT_EQ(run({"volume", "list", catalog}).out, info.out.substr(info.out.find("volume 2")));
 
   box_.write_file("empty.db", "");
@@ -228,12 +229,12 @@ TEST_F(CliTest, TagsAreEditedThroughTheModelAndRefusalsNameTheTagAndRule) {
   const std::string catalog = box_.path("pictures/catalog.omb14db");
   ASSERT_EQ(run({"catalog", "create", box_.path("pictures")}).status, 0);
   const std::vector<std::vector<std::string>> steps = {
-      {"namespace", "add", catalog, "person_ns"},
-      {"tag", "add", catalog, "--namespace", "person_ns", "Anna", "--type", "user_person"},
-      {"tag", "add", catalog, "--parent", "4", "Kids"},
-      {"tag", "add", catalog, "--namespace", "person_ns", "Ben"},
-      {"namespace", "add", catalog, "collection_ns"},
-      {"tag", "add", catalog, "--namespace", "collection_ns", "Rome", "--type", "collection"},
+      {"namespace", "add", catalog, "people_ns"},
+      {"tag", "add", catalog, "--namespace", "people_ns", "Anna", "--type", "user_person"},
+      {"tag", "add", catalog, "--parent", "112", "Kids"},
+      {"tag", "add", catalog, "--namespace", "people_ns", "Ben"},
+      {"namespace", "add", catalog, "trips_ns"},
+      {"tag", "add", catalog, "--namespace", "trips_ns", "Rome", "--type", "collection"},
   };
   for (const auto& step : steps) {
     const run_result r = run(step);
@@ -247,45 +248,48 @@ TEST_F(CliTest, TagsAreEditedThroughTheModelAndRefusalsNameTheTagAndRule) {
           .execute();
     }
   }
-  EXPECT_EQ(run({"tag", "media", catalog, "4", "add", "101", "102"}).status, 0);
-  EXPECT_EQ(run({"tag", "media", catalog, "8", "add", "102", "101"}).status, 0);
-  EXPECT_EQ(run({"tag", "media", catalog, "8", "list"}).out, "102\n101\n");
-  EXPECT_EQ(run({"tag", "move", catalog, "5", "--parent", "6"}).out,
-            "moved tag 5 'Kids' to tag 6 'Ben' at 0\n");
+  EXPECT_EQ(run({"tag", "media", catalog, "112", "add", "101", "102"}).status, 0);
+  EXPECT_EQ(run({"tag", "media", catalog, "116", "add", "102", "101"}).status, 0);
+  EXPECT_EQ(run({"tag", "media", catalog, "116", "list"}).out, "102\n101\n");
+  EXPECT_EQ(run({"tag", "move", catalog, "113", "--parent", "114"}).out,
+            "moved tag 113 'Kids' to tag 114 'Ben' at 0\n");
   const std::string tree =
-      "person_ns (3, namespace)\n  Anna (4, user_person, 2 media)\n  Ben (6, user_custom, 0 "
-      "media)\n    Kids (5, user_custom, 0 media)\n";
-  EXPECT_EQ(run({"tag", "tree", catalog, "--namespace", "person_ns"}).out, tree);
+      "people_ns (111, namespace)\n  Anna (112, user_person, 2 media)\n  Ben (114, user_custom, 0 "
+      "media)\n    Kids (113, user_custom, 0 media)\n";
+  EXPECT_EQ(run({"tag", "tree", catalog, "--namespace", "people_ns"}).out, tree);
 
   const struct {
     std::vector<std::string> args;
     std::string err;
   } refusals[] = {
-      {{"tag", "rm", catalog, "4"},
-       "vantor: tag 4 'Anna': The record could not be removed.  There were existing references "
+      {{"tag", "rm", catalog, "112"},
+       "vantor: tag 112 'Anna': The record could not be removed.  There were existing references "
        "to the record in the database.\n"},
-      {{"tag", "rm", catalog, "6"},
-       "vantor: tag 6 'Ben': Cannot delete a tag with children.  All child tags should be either "
+      {{"tag", "rm", catalog, "114"},
+       "vantor: tag 114 'Ben': Cannot delete a tag with children.  All child tags should be either "
        "moved or removed before deleting a tag.\n"},
-      {{"tag", "move", catalog, "6", "--parent", "5"},
-       "vantor: tag 6 'Ben': A tag cannot become a child of itself or of its descendants.\n"},
-      {{"tag", "add", catalog, "--parent", "8", "Day 1"},
-       "vantor: tag 8 'Rome': This tag cannot have children.\n"},
-      {{"tag", "media", catalog, "4", "add", "9"}, "vantor: there is no media 9\n"},
-      {{"namespace", "add", catalog, "person_ns"},
-       "vantor: namespace 'person_ns': There is already a custom tag namespace named person_ns\n"},
+      {{"tag", "move", catalog, "114", "--parent", "113"},
+       "vantor: tag 114 'Ben': A tag cannot become a child of itself or of its descendants.\n"},
+      {{"tag", "add", catalog, "--parent", "116", "Day 1"},
+       "vantor: tag 116 'Rome': This tag cannot have children.\n"},
+      {{"tag", "media", catalog, "112", "add", "9"}, "vantor: there is no media 9\n"},
+      {{"namespace", "add", catalog, "people_ns"},
+       "vantor: namespace 'people_ns': There is already a custom tag namespace named people_ns\n"},
   };
   for (const auto& refusal : refusals) {
     const run_result r = run(refusal.args);
     EXPECT_EQ(r.status, 2) << refusal.err;
     EXPECT_EQ(r.err, refusal.err);
   }
-  EXPECT_EQ(run({"tag", "tree", catalog, "--namespace", "person_ns"}).out, tree);
+  EXPECT_EQ(run({"tag", "tree", catalog, "--namespace", "people_ns"}).out, tree);
 
-  EXPECT_EQ(run({"tag", "rm", catalog, "4", "--force"}).status, 0);
-  EXPECT_EQ(run({"tag", "rename", catalog, "6", "Benjamin"}).status, 0);
-  EXPECT_EQ(run({"namespace", "list", catalog}).out,
-            "1 stack_ns (0 tags)\n3 person_ns (2 tags)\n7 collection_ns (1 tags)\n");
+  EXPECT_EQ(run({"tag", "rm", catalog, "112", "--force"}).status, 0);
+  EXPECT_EQ(run({"tag", "rename", catalog, "114", "Benjamin"}).status, 0);
+  const std::string spaces = run({"namespace", "list", catalog}).out;
+  const std::string ours = "111 people_ns (2 tags)\n115 trips_ns (1 tags)\n";
+  EXPECT_EQ(spaces.substr(0, 20), "1 stack_ns (0 tags)\n");
+  ASSERT_GE(spaces.size(), ours.size());
+  EXPECT_EQ(spaces.substr(spaces.size() - ours.size()), ours) << spaces;
 }
 
 }  // namespace
