@@ -4,11 +4,17 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "catalog/connection.h"
+#include "catalog/custom_tag_namespace.h"
+#include "catalog/metadata_view.h"
 #include "catalog/schema/schema_creation.h"
 #include "catalog/schema/schema_v7.h"
+#include "catalog_util/catalog_defaults.h"
+#include "catalog_util/well_known_tags.h"
 #include "dbl/query.h"
 #include "dbl/sqlite/sqlite_database.h"
 #include "tests/support/jpeg_fixture.h"
@@ -329,4 +335,76 @@ TEST_F(CliTest, ImportTwiceThenReadAndWriteMetadata) {
   const run_result missing = run({"media", "show", catalog, "999999"});
   EXPECT_EQ(missing.status, 2);
   EXPECT_NE(missing.err.find("the catalog has no media 999999"), std::string::npos);
+}
+
+TEST_F(CliTest, AlbumsKeepTheirOrderAndRefusalsChangeNothing) {
+  ::setenv("XDG_DATA_DIRS", "/usr/local/share:/usr/share", 1);
+  ASSERT_EQ(run({"catalog", "create", box_.path("pictures")}).status, 0);
+  const std::string catalog = box_.path("pictures/catalog.omb14db");
+  {
+    // What a host expects of a catalog the tool made.
+    vael::connection c(catalog);
+    EXPECT_EQ(vael_util::read_initialize_revision(c.handle()), 19);
+    EXPECT_EQ(vael_util::load_hidden_tag(c.handle()).get_name(), "Hidden");
+    EXPECT_EQ(vael_util::load_rejected_face_tag(c.handle()).get_name(), "");
+    EXPECT_EQ(vael::get_custom_tag_namespaces(c.handle()).size(), 11u);
+    EXPECT_TRUE(vael::metadata_view_t(c.handle()).has_description("omb:TagDate"));
+  }
+  std::filesystem::create_directories(box_.path("pictures/2020"));
+  for (const char* name : {"a", "b", "c"}) {
+    vantor_test::WriteJpeg(box_.path(std::string("pictures/2020/") + name + ".jpg"));
+  }
+  ASSERT_EQ(run({"import", catalog, box_.path("pictures")}).status, 0);
+  std::vector<std::string> media;
+  std::istringstream list(run({"media", "list", catalog}).out);
+  for (std::string line; std::getline(list, line);)
+    media.push_back(line.substr(0, line.find('\t')));
+  ASSERT_EQ(media.size(), 3u);
+  // The id in "added album 12 'Rome'": the word before the name.
+  auto made = [&](const std::vector<std::string>& args) {
+    const run_result r = run(args);
+    EXPECT_EQ(r.status, 0) << r.err;
+    const std::string head = r.out.substr(0, r.out.find(" '"));
+    return head.substr(head.rfind(' ') + 1);
+  };
+  const std::string trips = made({"album", "group", catalog, "Trips"});
+  const std::string rome = made({"album", "create", catalog, "Rome", "--group", trips});
+  const std::string loose = made({"album", "create", catalog, "Loose"});
+  const std::string rome_tag = "tag " + rome + " 'Rome'";
+
+  EXPECT_EQ(run({"album", "add", catalog, rome, media[2], media[0]}).out,
+            "added 2 media to " + rome_tag + ", which holds 2\n");
+  EXPECT_EQ(run({"album", "add", catalog, rome, media[1]}).status, 0);
+  EXPECT_EQ(run({"album", "rm", catalog, rome, media[0]}).status, 0);
+  const std::string order = media[2] + "\n" + media[1] + "\n";
+  EXPECT_EQ(run({"tag", "media", catalog, rome, "list"}).out, order);
+
+  const struct {
+    std::vector<std::string> args;
+    std::string err;
+  } refusals[] = {
+      {{"album", "add", catalog, rome, media[0], media[1]},
+       "vantor: media " + media[1] + " is in " + rome_tag +
+           " already: an album holds a media once\n"},
+      {{"album", "rm", catalog, rome, media[0]},
+       "vantor: media " + media[0] + " is not in " + rome_tag + "\n"},
+      {{"album", "add", catalog, trips, media[0]},
+       "vantor: tag " + trips +
+           " 'Trips' is not an album: media go into the albums of collection_ns, which keep "
+           "them in order\n"},
+      {{"album", "create", catalog, "Day 1", "--group", rome},
+       "vantor: " + rome_tag +
+           " is not an album group: albums and groups go at the top of collection_ns or under "
+           "an album group\n"},
+      {{"album", "add", catalog, rome, "999999"}, "vantor: there is no media 999999\n"},
+  };
+  for (const auto& refusal : refusals) {
+    const run_result r = run(refusal.args);
+    EXPECT_EQ(r.status, 2) << refusal.err;
+    EXPECT_EQ(r.err, refusal.err);
+  }
+  EXPECT_EQ(run({"tag", "media", catalog, rome, "list"}).out, order);
+  EXPECT_EQ(run({"album", "list", catalog}).out,
+            "Trips (" + trips + ", collection_group)\n  Rome (" + rome +
+                ", collection, 2 media)\nLoose (" + loose + ", collection, 0 media)\n");
 }

@@ -17,5 +17,6 @@ command namespace_command();
 command import_command();
 command media_command();
 command meta_command();
+command album_command();
 
 }  // namespace vantor_cli
