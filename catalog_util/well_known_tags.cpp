@@ -31,6 +31,9 @@ constexpr int blob_type = as_number(vael::metadata_data_type::blob_type);
 
 const char child_by_name_sql[] =
     "SELECT id FROM tag_table WHERE parent_id = :id AND name = :name LIMIT 1";
+const char child_ids_sql[] =
+    "SELECT id, can_have_children FROM tag_table\n WHERE parent_id = :parent_id\n ORDER BY "
+    "sibling_index";
 
 // Flags in the order of tag_type_t: media_is_ordered, can_tag_media, can_have_children.
 vael::tag_type_t make_type(const char* name, bool ordered, bool tags_media, bool has_children) {
@@ -55,6 +58,29 @@ boost::posix_time::ptime utc_now() {
     throw std::runtime_error("could not convert calendar time to UTC time");
   }
   return boost::posix_time::ptime_from_tm(parts);
+}
+
+// Appends the descendants of `root` breadth first in sibling order, as
+// tag::get_all_descendant_ids lists them, descending only into tags that can have children.
+// Reads two columns per tag: loading whole tags into the cache cost over a quarter of the
+// expansion's time.
+void append_descendants(dbl::database& db, const vael::tag& root, std::vector<int>& out) {
+  if (!root.can_have_children()) return;
+  dbl::query children(db, child_ids_sql, true);
+  children.add_column("id", typeid(int)).add_column("can_have_children", typeid(int));
+  std::vector<int> frontier{root.get_id()};
+  std::vector<int> next;
+  while (!frontier.empty()) {
+    next.clear();
+    for (int parent : frontier) {
+      children.bind(":parent_id", dbl::entry_data(parent));
+      for (const dbl::entry_data_vector& row : children) {
+        out.push_back(row[0].as_int());
+        if (row[1].as_int() != 0) next.push_back(row[0].as_int());
+      }
+    }
+    frontier.swap(next);
+  }
 }
 
 vael::tag history_tag_with(const vael::connection_handle& handle, const char* category,
@@ -231,11 +257,11 @@ vael::tag find_or_create_child_tag(const vael::tag& parent, const std::string& n
 std::vector<int> expand_tag_descendants(const vael::connection_handle& handle,
                                         const std::vector<int>& tag_ids) {
   lil::timer timer("vael_util::expand_tag_descendants");
+  dbl::database& db = vael::get_connection(handle).database();
   std::vector<int> out;
   for (int tag_id : tag_ids) {
     out.push_back(tag_id);
-    const std::vector<int> below = vael::get_tag(handle, tag_id).get_all_descendant_ids();
-    out.insert(out.end(), below.begin(), below.end());
+    append_descendants(db, vael::get_tag(handle, tag_id), out);
   }
   return out;
 }
