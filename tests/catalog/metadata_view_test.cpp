@@ -203,9 +203,9 @@ TEST_F(MetadataView, AllOnAnOwnerComeInDataTypeOrderWithTheirDescriptions) {
   const metadata_description_t names =
       describe("test:names", metadata_data_type::string_type, true);
   const std::vector<std::pair<int, std::string>> rows = {{t1, "x"}, {t2, "x"}, {t1, "y"}};
-  for (const auto& [tag_id, text] : rows) {
-    metadata_item_t item{text, names, 0};
-    write([&] { view().create_stack(tag_id, item); });
+  for (const auto& row : rows) {
+    metadata_item_t item{row.second, names, 0};
+    write([&] { view().create_stack(row.first, item); });
   }
   EXPECT_EQ(view().get_value_to_tag_map(names), (std::map<std::string, int>{{"x", t2}, {"y", t1}}));
   EXPECT_EQ(view().get_all_on_tag(t1).size(), 2u);

@@ -9,23 +9,28 @@
 #include "catalog/custom_tag_namespace.h"
 #include "catalog/tag.h"
 #include "catalog/transaction.h"
+#include "catalog_util/well_known_tags.h"
 #include "tests/catalog/catalog_test_support.h"
 #include "tests/support/sandbox.h"
 
 namespace vael_test {
 
-// Types as the catalog's well-known vocabulary defines them.
+// Types of the catalog's well-known vocabulary.
 inline vael::tag_type_t person_type() {
-  return {"user_person"};
+  return vael_util::user_person_type();
 }
 inline vael::tag_type_t misc_leaf_type() {
-  return {"user_misc", false, true, false};
+  return vael_util::user_misc_leaf_type();
 }
 inline vael::tag_type_t album_type() {
-  return {"collection", true, true, false};
+  return vael_util::album_type();
 }
+// An album group whose description asks for an order as well: without can_tag_media the
+// catalog must drop the flag.
 inline vael::tag_type_t album_group_type() {
-  return {"collection_group", true, false, true};
+  vael::tag_type_t type = vael_util::album_group_type();
+  type.media_is_ordered = true;
+  return type;
 }
 
 // A fresh catalog with one open connection.

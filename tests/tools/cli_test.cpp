@@ -5,15 +5,20 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <cstdlib>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "catalog/connection.h"
+#include "catalog/custom_tag_namespace.h"
 #include "catalog/media.h"
+#include "catalog/metadata_view.h"
 #include "catalog/schema/schema_creation.h"
 #include "catalog/schema/schema_v7.h"
 #include "catalog/transaction.h"
 #include "catalog/volume_manager.h"
+#include "catalog_util/catalog_defaults.h"
+#include "catalog_util/well_known_tags.h"
 #include "dbl/query.h"
 #include "dbl/sqlite/sqlite_database.h"
 #include "tests/support/jpeg_fixture.h"
@@ -191,13 +196,14 @@ TEST_F(CliTest, CatalogsAreCreatedCheckedUpgradedAndBadFilesLeftAlone) {
 TEST_F(CliTest, CatalogInfoAndVolumesGoThroughTheCatalogModel) {
   const std::string catalog = box_.path("pictures/catalog.omb14db");
   ASSERT_EQ(run({"catalog", "create", box_.path("pictures")}).status, 0);
+  // The default tags and metadata descriptions of a new catalog take the ids below 111.
   const run_result added =
       run({"volume", "add", catalog, "builtin_drive", "S1", "--path", "/mnt/a"});
   ASSERT_EQ(added.status, 0) << added.err;
-  EXPECT_EQ(added.out, "volume 3: builtin_drive /mnt/a online\n");
+  EXPECT_EQ(added.out, "volume 111: builtin_drive /mnt/a online\n");
   EXPECT_EQ(run({"volume", "add", catalog, "network_drive", "S2"}).status, 0);
-  const run_result moved = run({"volume", "set-path", catalog, "3", "/mnt/b"});
-  EXPECT_EQ(moved.out, "volume 3: builtin_drive /mnt/b online\n") << moved.err;
+  const run_result moved = run({"volume", "set-path", catalog, "111", "/mnt/b"});
+  EXPECT_EQ(moved.out, "volume 111: builtin_drive /mnt/b online\n") << moved.err;
 
   const run_result refused =
       run({"volume", "add", catalog, "removable_drive", "S3", "--path", "/x"});
@@ -210,11 +216,11 @@ TEST_F(CliTest, CatalogInfoAndVolumesGoThroughTheCatalogModel) {
   const run_result info = run({"catalog", "info", catalog});
   ASSERT_EQ(info.status, 0) << info.err;
   EXPECT_EQ(info.out,
-            "schema version: 9\ncurrent change id: 5\nmedia: 0\ntags: 1\nvolumes: 3\n"
+            "schema version: 9\ncurrent change id: 6\nmedia: 0\ntags: 21\nvolumes: 3\n"
             "volume 2: database_relative_drive " +
                 box_.path("pictures") +
-                " online\nvolume 3: builtin_drive /mnt/b online\n"
-                "volume 4: network_drive (no path) offline\n");
+                " online\nvolume 111: builtin_drive /mnt/b online\n"
+                "volume 112: network_drive (no path) offline\n");
   EXPECT_EQ(run({"volume", "list", catalog}).out, info.out.substr(info.out.find("volume 2")));
 
   box_.write_file("empty.db", "");
@@ -233,12 +239,12 @@ TEST_F(CliTest, TagsAreEditedThroughTheModelAndRefusalsNameTheTagAndRule) {
   const std::string catalog = box_.path("pictures/catalog.omb14db");
   ASSERT_EQ(run({"catalog", "create", box_.path("pictures")}).status, 0);
   const std::vector<std::vector<std::string>> steps = {
-      {"namespace", "add", catalog, "person_ns"},
-      {"tag", "add", catalog, "--namespace", "person_ns", "Anna", "--type", "user_person"},
-      {"tag", "add", catalog, "--parent", "4", "Kids"},
-      {"tag", "add", catalog, "--namespace", "person_ns", "Ben"},
-      {"namespace", "add", catalog, "collection_ns"},
-      {"tag", "add", catalog, "--namespace", "collection_ns", "Rome", "--type", "collection"},
+      {"namespace", "add", catalog, "people_ns"},
+      {"tag", "add", catalog, "--namespace", "people_ns", "Anna", "--type", "user_person"},
+      {"tag", "add", catalog, "--parent", "112", "Kids"},
+      {"tag", "add", catalog, "--namespace", "people_ns", "Ben"},
+      {"namespace", "add", catalog, "trips_ns"},
+      {"tag", "add", catalog, "--namespace", "trips_ns", "Rome", "--type", "collection"},
   };
   for (const auto& step : steps) {
     const run_result r = run(step);
@@ -252,45 +258,48 @@ TEST_F(CliTest, TagsAreEditedThroughTheModelAndRefusalsNameTheTagAndRule) {
           .execute();
     }
   }
-  EXPECT_EQ(run({"tag", "media", catalog, "4", "add", "101", "102"}).status, 0);
-  EXPECT_EQ(run({"tag", "media", catalog, "8", "add", "102", "101"}).status, 0);
-  EXPECT_EQ(run({"tag", "media", catalog, "8", "list"}).out, "102\n101\n");
-  EXPECT_EQ(run({"tag", "move", catalog, "5", "--parent", "6"}).out,
-            "moved tag 5 'Kids' to tag 6 'Ben' at 0\n");
+  EXPECT_EQ(run({"tag", "media", catalog, "112", "add", "101", "102"}).status, 0);
+  EXPECT_EQ(run({"tag", "media", catalog, "116", "add", "102", "101"}).status, 0);
+  EXPECT_EQ(run({"tag", "media", catalog, "116", "list"}).out, "102\n101\n");
+  EXPECT_EQ(run({"tag", "move", catalog, "113", "--parent", "114"}).out,
+            "moved tag 113 'Kids' to tag 114 'Ben' at 0\n");
   const std::string tree =
-      "person_ns (3, namespace)\n  Anna (4, user_person, 2 media)\n  Ben (6, user_custom, 0 "
-      "media)\n    Kids (5, user_custom, 0 media)\n";
-  EXPECT_EQ(run({"tag", "tree", catalog, "--namespace", "person_ns"}).out, tree);
+      "people_ns (111, namespace)\n  Anna (112, user_person, 2 media)\n  Ben (114, user_custom, 0 "
+      "media)\n    Kids (113, user_custom, 0 media)\n";
+  EXPECT_EQ(run({"tag", "tree", catalog, "--namespace", "people_ns"}).out, tree);
 
   const struct {
     std::vector<std::string> args;
     std::string err;
   } refusals[] = {
-      {{"tag", "rm", catalog, "4"},
-       "vantor: tag 4 'Anna': The record could not be removed.  There were existing references "
+      {{"tag", "rm", catalog, "112"},
+       "vantor: tag 112 'Anna': The record could not be removed.  There were existing references "
        "to the record in the database.\n"},
-      {{"tag", "rm", catalog, "6"},
-       "vantor: tag 6 'Ben': Cannot delete a tag with children.  All child tags should be either "
+      {{"tag", "rm", catalog, "114"},
+       "vantor: tag 114 'Ben': Cannot delete a tag with children.  All child tags should be either "
        "moved or removed before deleting a tag.\n"},
-      {{"tag", "move", catalog, "6", "--parent", "5"},
-       "vantor: tag 6 'Ben': A tag cannot become a child of itself or of its descendants.\n"},
-      {{"tag", "add", catalog, "--parent", "8", "Day 1"},
-       "vantor: tag 8 'Rome': This tag cannot have children.\n"},
-      {{"tag", "media", catalog, "4", "add", "9"}, "vantor: there is no media 9\n"},
-      {{"namespace", "add", catalog, "person_ns"},
-       "vantor: namespace 'person_ns': There is already a custom tag namespace named person_ns\n"},
+      {{"tag", "move", catalog, "114", "--parent", "113"},
+       "vantor: tag 114 'Ben': A tag cannot become a child of itself or of its descendants.\n"},
+      {{"tag", "add", catalog, "--parent", "116", "Day 1"},
+       "vantor: tag 116 'Rome': This tag cannot have children.\n"},
+      {{"tag", "media", catalog, "112", "add", "9"}, "vantor: there is no media 9\n"},
+      {{"namespace", "add", catalog, "people_ns"},
+       "vantor: namespace 'people_ns': There is already a custom tag namespace named people_ns\n"},
   };
   for (const auto& refusal : refusals) {
     const run_result r = run(refusal.args);
     EXPECT_EQ(r.status, 2) << refusal.err;
     EXPECT_EQ(r.err, refusal.err);
   }
-  EXPECT_EQ(run({"tag", "tree", catalog, "--namespace", "person_ns"}).out, tree);
+  EXPECT_EQ(run({"tag", "tree", catalog, "--namespace", "people_ns"}).out, tree);
 
-  EXPECT_EQ(run({"tag", "rm", catalog, "4", "--force"}).status, 0);
-  EXPECT_EQ(run({"tag", "rename", catalog, "6", "Benjamin"}).status, 0);
-  EXPECT_EQ(run({"namespace", "list", catalog}).out,
-            "1 stack_ns (0 tags)\n3 person_ns (2 tags)\n7 collection_ns (1 tags)\n");
+  EXPECT_EQ(run({"tag", "rm", catalog, "112", "--force"}).status, 0);
+  EXPECT_EQ(run({"tag", "rename", catalog, "114", "Benjamin"}).status, 0);
+  const std::string spaces = run({"namespace", "list", catalog}).out;
+  const std::string ours = "111 people_ns (2 tags)\n115 trips_ns (1 tags)\n";
+  EXPECT_EQ(spaces.substr(0, 20), "1 stack_ns (0 tags)\n");
+  ASSERT_GE(spaces.size(), ours.size());
+  EXPECT_EQ(spaces.substr(spaces.size() - ours.size()), ours) << spaces;
 }
 
 }  // namespace
@@ -331,6 +340,79 @@ TEST_F(CliTest, ImportTwiceThenReadAndWriteMetadata) {
   EXPECT_EQ(missing.status, 2);
   EXPECT_NE(missing.err.find("the catalog has no media 999999"), std::string::npos);
 }
+
+TEST_F(CliTest, AlbumsKeepTheirOrderAndRefusalsChangeNothing) {
+  ::setenv("XDG_DATA_DIRS", "/usr/local/share:/usr/share", 1);
+  ASSERT_EQ(run({"catalog", "create", box_.path("pictures")}).status, 0);
+  const std::string catalog = box_.path("pictures/catalog.omb14db");
+  {
+    // What a host expects of a catalog the tool made.
+    vael::connection c(catalog);
+    EXPECT_EQ(vael_util::read_initialize_revision(c.handle()), 19);
+    EXPECT_EQ(vael_util::load_hidden_tag(c.handle()).get_name(), "Hidden");
+    EXPECT_EQ(vael_util::load_rejected_face_tag(c.handle()).get_name(), "");
+    EXPECT_EQ(vael::get_custom_tag_namespaces(c.handle()).size(), 11u);
+    EXPECT_TRUE(vael::metadata_view_t(c.handle()).has_description("omb:TagDate"));
+  }
+  std::filesystem::create_directories(box_.path("pictures/2020"));
+  for (const char* name : {"a", "b", "c"}) {
+    vantor_test::WriteJpeg(box_.path(std::string("pictures/2020/") + name + ".jpg"));
+  }
+  ASSERT_EQ(run({"import", catalog, box_.path("pictures")}).status, 0);
+  std::vector<std::string> media;
+  std::istringstream list(run({"media", "list", catalog}).out);
+  for (std::string line; std::getline(list, line);)
+    media.push_back(line.substr(0, line.find('\t')));
+  ASSERT_EQ(media.size(), 3u);
+  // The id in "added album 12 'Rome'": the word before the name.
+  auto made = [&](const std::vector<std::string>& args) {
+    const run_result r = run(args);
+    EXPECT_EQ(r.status, 0) << r.err;
+    const std::string head = r.out.substr(0, r.out.find(" '"));
+    return head.substr(head.rfind(' ') + 1);
+  };
+  const std::string trips = made({"album", "group", catalog, "Trips"});
+  const std::string rome = made({"album", "create", catalog, "Rome", "--group", trips});
+  const std::string loose = made({"album", "create", catalog, "Loose"});
+  const std::string rome_tag = "tag " + rome + " 'Rome'";
+
+  EXPECT_EQ(run({"album", "add", catalog, rome, media[2], media[0]}).out,
+            "added 2 media to " + rome_tag + ", which holds 2\n");
+  EXPECT_EQ(run({"album", "add", catalog, rome, media[1]}).status, 0);
+  EXPECT_EQ(run({"album", "rm", catalog, rome, media[0]}).status, 0);
+  const std::string order = media[2] + "\n" + media[1] + "\n";
+  EXPECT_EQ(run({"tag", "media", catalog, rome, "list"}).out, order);
+
+  const struct {
+    std::vector<std::string> args;
+    std::string err;
+  } refusals[] = {
+      {{"album", "add", catalog, rome, media[0], media[1]},
+       "vantor: media " + media[1] + " is in " + rome_tag +
+           " already: an album holds a media once\n"},
+      {{"album", "rm", catalog, rome, media[0]},
+       "vantor: media " + media[0] + " is not in " + rome_tag + "\n"},
+      {{"album", "add", catalog, trips, media[0]},
+       "vantor: tag " + trips +
+           " 'Trips' is not an album: media go into the albums of collection_ns, which keep "
+           "them in order\n"},
+      {{"album", "create", catalog, "Day 1", "--group", rome},
+       "vantor: " + rome_tag +
+           " is not an album group: albums and groups go at the top of collection_ns or under "
+           "an album group\n"},
+      {{"album", "add", catalog, rome, "999999"}, "vantor: there is no media 999999\n"},
+  };
+  for (const auto& refusal : refusals) {
+    const run_result r = run(refusal.args);
+    EXPECT_EQ(r.status, 2) << refusal.err;
+    EXPECT_EQ(r.err, refusal.err);
+  }
+  EXPECT_EQ(run({"tag", "media", catalog, rome, "list"}).out, order);
+  EXPECT_EQ(run({"album", "list", catalog}).out,
+            "Trips (" + trips + ", collection_group)\n  Rome (" + rome +
+                ", collection, 2 media)\nLoose (" + loose + ", collection, 0 media)\n");
+}
+
 namespace {
 
 // Media made through the model on the catalog's own volume, a day apart, as an import would

@@ -6,9 +6,12 @@
 #include <iostream>
 #include <optional>
 
+#include "catalog/connection.h"
 #include "catalog/schema/catalog_schema.h"
 #include "catalog/schema/schema_creation.h"
 #include "catalog/schema/schema_upgrade.h"
+#include "catalog/transaction.h"
+#include "catalog_util/catalog_defaults.h"
 #include "dbl/database_copy.h"
 #include "dbl/exceptions.h"
 #include "dbl/query.h"
@@ -41,10 +44,12 @@ opened_catalog open_catalog_file(const std::string& path) {
   }
 }
 
-// A new catalog file at `path` built by `fill`, which gets the open database: made under a
-// temporary name and linked into place, so that a failure half way, or a second creator
-// racing this one, never leaves a partial catalog under the real name.
-void build_new_catalog(const std::string& path, const std::function<void(dbl::database&)>& fill) {
+// A new catalog file at `path` built by `fill`, which gets the open database, then by
+// `finish`, which gets the closed file's path: made under a temporary name and linked into
+// place, so that a failure half way, or a second creator racing this one, never leaves a
+// partial catalog under the real name.
+void build_new_catalog(const std::string& path, const std::function<void(dbl::database&)>& fill,
+                       const std::function<void(const std::string&)>& finish = nullptr) {
   if (vantor_env::FileExists(path) || vantor_env::FolderExists(path)) {
     throw std::runtime_error("a catalog already exists at " + path);
   }
@@ -54,6 +59,7 @@ void build_new_catalog(const std::string& path, const std::function<void(dbl::da
     dbl::sqlite_database db(temporary);
     fill(db);
     db.close();
+    if (finish) finish(temporary);
   } catch (...) {
     std::remove(temporary.c_str());
     throw;
@@ -71,6 +77,25 @@ int current_version() {
   return vael::schema::current_schema_version;
 }
 
+// The names a host would give a new catalog's first tags, by entry number; entries the
+// library does not read stay empty.
+const vael_util::default_tag_names& english_default_tag_names() {
+  static const vael_util::default_tag_names names = {
+      "",       "Family",  "Friends",       "Colleagues", "", "", "Nature",
+      "Travel", "Hobbies", "Miscellaneous", "QR Code",    "", "", "Smart Albums"};
+  return names;
+}
+
+// Opens the new file through the catalog model, which adds what every opened catalog holds,
+// and gives it the defaults a host expects of a new catalog.
+void add_catalog_defaults(const std::string& path) {
+  vael::connection c(path);
+  vael::transaction t(c.handle());
+  t.begin(true, 1);
+  vael_util::initialize_catalog_defaults(c.handle(), english_default_tag_names());
+  t.commit();
+}
+
 int catalog_create(const std::vector<std::string>& words) {
   const parsed_args args = parse_args(words, {});
   expect_positionals(args, 1, 1);
@@ -78,7 +103,9 @@ int catalog_create(const std::vector<std::string>& words) {
   vantor_env::CreateFolderTree(folder);
   if (!vantor_env::FolderExists(folder)) throw std::runtime_error("cannot create folder " + folder);
   const std::string target = folder + "/" + vantor_env::GetCatalogFileName();
-  build_new_catalog(target, [](dbl::database& db) { vael::schema::create_catalog_schema(db); });
+  build_new_catalog(
+      target, [](dbl::database& db) { vael::schema::create_catalog_schema(db); },
+      add_catalog_defaults);
   std::cout << "created " << target << " (schema version " << current_version() << ")\n";
   return 0;
 }

@@ -19,5 +19,6 @@ command media_command();
 command meta_command();
 command stack_command();
 command version_command();
+command album_command();
 
 }  // namespace vantor_cli

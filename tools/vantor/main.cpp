@@ -21,7 +21,7 @@ vantor_cli::command root_command() {
                    vantor_cli::tag_command(),      vantor_cli::namespace_command(),
                    vantor_cli::import_command(),   vantor_cli::media_command(),
                    vantor_cli::meta_command(),     vantor_cli::stack_command(),
-                   vantor_cli::version_command()};
+                   vantor_cli::version_command(),  vantor_cli::album_command()};
   return root;
 }
 

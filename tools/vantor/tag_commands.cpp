@@ -13,6 +13,7 @@
 #include "catalog/internal_connection.h"
 #include "catalog/tag.h"
 #include "catalog/transaction.h"
+#include "catalog_util/well_known_tags.h"
 #include "dbl/query.h"
 #include "tools/vantor/catalog_access.h"
 #include "tools/vantor/commands.h"
@@ -20,25 +21,14 @@
 namespace vantor_cli {
 namespace {
 
-// The tag types a user may make, with the flags the catalog's vocabulary gives them.
-const vael::tag_type_t known_types[] = {
-    {"user_person"},
-    {"user_place"},
-    {"user_event"},
-    {"user_custom"},
-    {"user_misc", false, true, false},
-    {"user_qr_code", false, true, false},
-    {"collection", true, true, false},
-    {"collection_group", false, false, true},
-    {"smartcollect", false, false, false},
-    {"smartcollect_group", false, false, true},
-};
-
+// Any well-known type; of the two forms of user_misc the table gives the leaf first.
 vael::tag_type_t parse_type(const std::string& name) {
   std::string names;
-  for (const vael::tag_type_t& type : known_types) {
+  std::string previous;
+  for (const vael::tag_type_t& type : vael_util::well_known_tag_types()) {
     if (type.type_name == name) return type;
-    names += (names.empty() ? "" : ", ") + type.type_name;
+    if (type.type_name != previous) names += (names.empty() ? "" : ", ") + type.type_name;
+    previous = type.type_name;
   }
   throw usage_error("unknown tag type '" + name + "'; one of " + names);
 }
