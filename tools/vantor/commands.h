@@ -17,5 +17,8 @@ command namespace_command();
 command import_command();
 command media_command();
 command meta_command();
+command online_command();
+command server_time_command();
+command sync_albums_command();
 
 }  // namespace vantor_cli
