@@ -3,7 +3,7 @@ include(CMakePackageConfigHelpers)
 install(TARGETS vantor EXPORT VantorTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(FILES include/vantor/vantor.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantor)
+install(FILES include/vantor/vantor.h include/vantor/ksv_client.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantor)
 install(TARGETS vantor_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
 set(VANTOR_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Vantor)

@@ -20,4 +20,21 @@ std::string get_ksvuser_id();
 // The agent's data folder for `product`.
 std::string get_sync_data_folder_path(const std::string& product);
 
+// Statuses of the album functions below, which keep their data in the agent's album store
+// (album_store.h). Failures are also logged.
+inline constexpr int kAlbumOk = 0;
+inline constexpr int kAlbumNotFound = 1;  // get_sync_tag_nixie_id: the tag has no online id
+inline constexpr int kAlbumStoreError = 2;
+
+// Sets the dirty flag of the album whose local tag id is `tagId`. An album that the store does
+// not know is left alone, and that is no failure.
+int set_album_dirty_if_exists(const int& tagId, bool dirty);
+// Links the local album `tagId` to `onlineId`, recording the tag's `changeId` and the two
+// texts; an earlier link of the album is replaced, its dirty flag kept.
+int create_or_replace_sync_tag_info(int tagId, const std::string& onlineId, unsigned changeId,
+                                    const std::string& first, const std::string& second);
+// Stores the online id linked to `tagId` in `onlineId`, which is left as it is on any status
+// but kAlbumOk. Reading never creates the store.
+int get_sync_tag_nixie_id(int tagId, std::string& onlineId);
+
 }  // namespace sync_util

@@ -81,4 +81,9 @@ VANTOR_API void UpdateOmbSyncCreationSetting();
 VANTOR_API bool IsValidMediaForSync(const SyncPrefs& prefs, long long fileSize,
                                     const std::string& mimeType);
 
+// Asks the membership client for the server's clock and appends its text to `time`, which is
+// otherwise left as it is. Needs no signed-in user. False when the client cannot be loaded or
+// the call fails.
+VANTOR_API bool GetCurrentServerTimeFromKSV(std::string& time);
+
 }  // namespace VTL

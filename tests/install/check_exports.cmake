@@ -1,4 +1,17 @@
-# Fails unless every defined dynamic symbol of LIBRARY is a VTL function.
+# Fails unless the defined dynamic symbols of LIBRARY are exactly the VTL functions listed here:
+# nothing of the library's own insides, and no export lost.
+cmake_policy(SET CMP0057 NEW)
+set(expected
+  ChangeCatalog
+  GetCurrentServerTimeFromKSV
+  GetInitialLauchSyncPrefs
+  GetSyncPrefs
+  GetSyncPrefsFromString
+  GetXMLForSyncPrefs
+  IsValidMediaForSync
+  SetSyncPrefs
+  UpdateOmbSyncCreationSetting)
+
 find_program(NM nm REQUIRED)
 execute_process(COMMAND ${NM} -DC --defined-only ${LIBRARY}
   OUTPUT_VARIABLE symbols RESULT_VARIABLE result)
@@ -6,20 +19,25 @@ if(NOT result EQUAL 0)
   message(FATAL_ERROR "nm failed on ${LIBRARY}")
 endif()
 string(REPLACE "\n" ";" lines "${symbols}")
-set(exported 0)
+set(found "")
 foreach(line IN LISTS lines)
   if(line STREQUAL "")
     continue()
   endif()
   # "<address> <type> <name>"; the version node of the SONAME is an absolute symbol.
   string(REGEX REPLACE "^[0-9a-f]* *[A-Za-z] " "" name "${line}")
-  if(name MATCHES "^VTL::")
-    math(EXPR exported "${exported} + 1")
-  else()
+  if(NOT name MATCHES "^VTL::([A-Za-z_][A-Za-z0-9_]*)[[(]")
     message(FATAL_ERROR "libvantor exports a symbol that is not a VTL function: ${line}")
   endif()
+  if(NOT CMAKE_MATCH_1 IN_LIST expected)
+    message(FATAL_ERROR "libvantor exports a VTL function that is not listed: ${line}")
+  endif()
+  list(APPEND found ${CMAKE_MATCH_1})
 endforeach()
-if(exported EQUAL 0)
-  message(FATAL_ERROR "libvantor exports no VTL function")
-endif()
-message(STATUS "libvantor exports ${exported} VTL functions and nothing else")
+foreach(name IN LISTS expected)
+  if(NOT name IN_LIST found)
+    message(FATAL_ERROR "libvantor does not export VTL::${name}")
+  endif()
+endforeach()
+list(LENGTH found count)
+message(STATUS "libvantor exports ${count} VTL functions and nothing else")

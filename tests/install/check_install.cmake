@@ -12,6 +12,11 @@ endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 
+file(GLOB plugin ${prefix}/lib*/vantor/libvantor-ksv.so ${prefix}/lib/*/vantor/libvantor-ksv.so)
+if(NOT plugin)
+  message(FATAL_ERROR "the membership client is not installed in <libdir>/vantor")
+endif()
+
 run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/consumer -DCMAKE_PREFIX_PATH=${prefix}
     -DCMAKE_CXX_COMPILER=${CXX})
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/consumer)

@@ -20,5 +20,8 @@ command meta_command();
 command stack_command();
 command version_command();
 command album_command();
+command online_command();
+command server_time_command();
+command sync_albums_command();
 
 }  // namespace vantor_cli

@@ -1,7 +1,11 @@
 // A host in miniature: only the installed header and library.
+#include <vantor/ksv_client.h>
 #include <vantor/vantor.h>
 
 #include <cstdio>
+
+// A client author's view: the client header stands alone.
+static_assert(KSV::codes::erro == 1701999215 && KSV::codes::mapE == 1835102277u);
 
 int main() {
   SyncPrefs prefs{};

@@ -1,0 +1,71 @@
+#include "platform/album_store.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "platform/sync_util.h"
+#include "tests/support/sandbox.h"
+
+namespace {
+
+std::string store_file(const vantor_test::sandbox& box) {
+  return box.path("home/.local/share/Norvane/Tessarin Halcyn Agent/album_sync.db");
+}
+
+TEST(AlbumStore, LinksRoundTripAndReplaceInTheAgentsDataFolder) {
+  vantor_test::sandbox box;
+  std::string online = "untouched";
+  EXPECT_EQ(sync_util::get_sync_tag_nixie_id(7, online), sync_util::kAlbumNotFound);
+  EXPECT_EQ(online, "untouched");
+  EXPECT_EQ(sync_util::set_album_dirty_if_exists(7, true), sync_util::kAlbumOk);
+  EXPECT_FALSE(std::filesystem::exists(store_file(box))) << "reads and marks make no store";
+
+  ASSERT_EQ(sync_util::create_or_replace_sync_tag_info(7, "on-7", 41, "a", "b"),
+            sync_util::kAlbumOk);
+  EXPECT_EQ(sync_util::album_store_path(), store_file(box));
+  ASSERT_TRUE(std::filesystem::exists(store_file(box)));
+  ASSERT_EQ(sync_util::create_or_replace_sync_tag_info(9, "on-9", 3, "", ""), sync_util::kAlbumOk);
+  EXPECT_EQ(sync_util::set_album_dirty_if_exists(7, true), sync_util::kAlbumOk);
+  EXPECT_EQ(sync_util::set_album_dirty_if_exists(8, true), sync_util::kAlbumOk) << "unknown id";
+
+  // A replacement takes the new texts and change id and keeps the album's dirty flag.
+  ASSERT_EQ(sync_util::create_or_replace_sync_tag_info(7, "on-7b", 42, "c", "d"),
+            sync_util::kAlbumOk);
+  EXPECT_EQ(sync_util::get_sync_tag_nixie_id(7, online), sync_util::kAlbumOk);
+  EXPECT_EQ(online, "on-7b");
+  EXPECT_EQ(sync_util::get_sync_tag_nixie_id(8, online), sync_util::kAlbumNotFound);
+
+  const auto records = sync_util::album_store(store_file(box), false).all();
+  ASSERT_EQ(records.size(), 2u);
+  EXPECT_EQ(records[0].tag_id, 7);
+  EXPECT_EQ(records[0].online_id, "on-7b");
+  EXPECT_EQ(records[0].change_id, 42u);
+  EXPECT_EQ(records[0].first, "c");
+  EXPECT_EQ(records[0].second, "d");
+  EXPECT_TRUE(records[0].dirty);
+  EXPECT_EQ(records[1].tag_id, 9);
+  EXPECT_FALSE(records[1].dirty);
+
+  EXPECT_EQ(sync_util::set_album_dirty_if_exists(7, false), sync_util::kAlbumOk);
+  EXPECT_FALSE(sync_util::album_store(store_file(box), false).find(7)->dirty);
+}
+
+TEST(AlbumStore, AFileThatIsNoStoreGivesAnErrorStatusAndALogLine) {
+  vantor_test::sandbox box;
+  box.write_file("home/.local/share/Norvane/Tessarin Halcyn Agent/album_sync.db",
+                 std::string(4096, 'x'));
+  std::string online = "untouched";
+  const std::string log = vantor_test::capture_stderr([&] {
+    EXPECT_EQ(sync_util::get_sync_tag_nixie_id(1, online), sync_util::kAlbumStoreError);
+    EXPECT_EQ(sync_util::create_or_replace_sync_tag_info(1, "x", 1, "", ""),
+              sync_util::kAlbumStoreError);
+    EXPECT_EQ(sync_util::set_album_dirty_if_exists(1, true), sync_util::kAlbumStoreError);
+  });
+  EXPECT_EQ(online, "untouched");
+  EXPECT_NE(log.find("Vantor : album store: "), std::string::npos) << log;
+  EXPECT_EQ(vantor_test::read_file(store_file(box)), std::string(4096, 'x'));
+}
+
+}  // namespace
