@@ -1,5 +1,6 @@
 #include "catalog/internal_connection.h"
 
+#include "catalog/schema/planner_statistics.h"
 #include "catalog/schema/schema_upgrade.h"
 #include "catalog/volume_manager.h"
 #include "dbl/sqlite/sqlite_database.h"
@@ -23,6 +24,7 @@ internal_connection::internal_connection(const std::string& path)
     : path_(path), database_(open_database(path)) {
   // The schema steps open their own transactions.
   schema::open_catalog_schema(database_, nullptr);
+  schema::seed_planner_statistics(database_);
   change_tracker_.set_current(change_tracker::read_current(database_));
 }
 

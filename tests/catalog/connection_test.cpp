@@ -107,3 +107,41 @@ TEST(Connection, ObjectsThatOutliveTheConnectionFailCleanly) {
 }
 
 }  // namespace
+
+namespace {
+
+std::string plan_of(dbl::database& db, const std::string& sql) {
+  dbl::query q(db, "EXPLAIN QUERY PLAN " + sql);
+  q.add_column("id", typeid(int)).add_column("parent", typeid(int));
+  q.add_column("unused", typeid(int)).add_column("detail", typeid(std::string));
+  std::string plan;
+  for (const dbl::entry_data_vector& row : q) plan += row[3].as_string() + "\n";
+  return plan;
+}
+
+}  // namespace
+
+TEST(Connection, PlannerFindsMediaByPathAndTagsByNameThroughTheirIndexes) {
+  vantor_test::sandbox box;
+  const std::string path = vael_test::new_catalog(box, "c.vdb");
+  {
+    vael::connection c(path);
+    dbl::database& db = c.get().database();
+    EXPECT_NE(plan_of(db,
+                      "SELECT id FROM media_table\nWHERE filename_search_index = 'a' AND "
+                      "filepath_search_index = '/' AND volume_id = 1\n")
+                  .find("media_table_filepath_index"),
+              std::string::npos);
+    EXPECT_NE(plan_of(db, "SELECT id FROM tag_table WHERE parent_id = 1 AND name = 'x' LIMIT 1")
+                  .find("tag_table_parent_sibling_index"),
+              std::string::npos);
+    vael_test::run(db,
+                   "UPDATE sqlite_stat1 SET stat = '7 7 1' WHERE idx = "
+                   "'media_table_volume_index'");
+  }
+  // Statistics already there, as ANALYZE would leave them, are kept.
+  vael::connection again(path);
+  EXPECT_EQ(vael_test::scalar(again.get().database(),
+                              "SELECT COUNT(*) FROM sqlite_stat1 WHERE stat = '7 7 1'"),
+            1);
+}
