@@ -37,6 +37,7 @@ void internal_connection::clear_caches() {
   metadata_by_identifier_.clear();
   rendition_by_id_.clear();
   rendition_by_identifier_.clear();
+  volume_by_id_.clear();
 }
 
 }  // namespace vael

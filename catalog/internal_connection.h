@@ -43,6 +43,8 @@ class internal_connection {
   bounded_cache<std::string>& metadata_by_identifier() { return metadata_by_identifier_; }
   bounded_cache<int>& rendition_by_id() { return rendition_by_id_; }
   bounded_cache<std::string>& rendition_by_identifier() { return rendition_by_identifier_; }
+  // Volume rows by id: every new media checks its volume, and volumes seldom change.
+  bounded_cache<int>& volume_by_id() { return volume_by_id_; }
   vael::change_tracker& change_tracker() { return change_tracker_; }
   int max_change_history() const { return max_change_history_; }
   // Tests only: lets pruning be seen without writing ten thousand commits.
@@ -67,6 +69,7 @@ class internal_connection {
   bounded_cache<std::string> metadata_by_identifier_;
   bounded_cache<int> rendition_by_id_;
   bounded_cache<std::string> rendition_by_identifier_;
+  bounded_cache<int> volume_by_id_;
   vael::change_tracker change_tracker_;
   std::string path_;
   int max_change_history_ = 10000;

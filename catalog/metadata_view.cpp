@@ -154,10 +154,10 @@ void metadata_view_t::help_create_metadata_item(metadata_item_t& item) {
   item.id = row.id();
 }
 
-void metadata_view_t::create_linked(int owner_id, metadata_item_t& item,
+void metadata_view_t::create_linked(bool check_existing, int owner_id, metadata_item_t& item,
                                     const char* association_table, const char* key_column,
                                     const char* duplicate_message) {
-  if (!item.description.can_have_multiple_items() &&
+  if (check_existing && !item.description.can_have_multiple_items() &&
       have_items(item.description, association_table, key_column, owner_id)) {
     throw std::logic_error(duplicate_message);
   }
@@ -178,18 +178,24 @@ void metadata_view_t::create_unassociated(metadata_item_t& item) {
 
 void metadata_view_t::create_media(int media_id, metadata_item_t& item) {
   lil::timer timer("vael::metadata_view_t::create_media");
-  create_linked(media_id, item, tbl::media_to_metadata_table, col::media_id,
+  create_linked(true, media_id, item, tbl::media_to_metadata_table, col::media_id,
                 "There is already a metadata item for this description on this media.");
   get_connection(handle_).media_tracker().mark_changed(media_id);
 }
 
+void metadata_view_t::create_first_media_item(int media_id, metadata_item_t& item) {
+  lil::timer timer("vael::metadata_view_t::create_media");
+  create_linked(false, media_id, item, tbl::media_to_metadata_table, col::media_id, "");
+  get_connection(handle_).media_tracker().mark_changed(media_id);
+}
+
 void metadata_view_t::create_stack(int tag_id, metadata_item_t& item) {
-  create_linked(tag_id, item, tbl::tag_to_metadata_table, col::tag_id,
+  create_linked(true, tag_id, item, tbl::tag_to_metadata_table, col::tag_id,
                 "There is already a metadata item for this description on this stack.");
 }
 
 void metadata_view_t::create_tag(int tag_id, metadata_item_t& item) {
-  create_linked(tag_id, item, tbl::tag_to_metadata_table, col::tag_id,
+  create_linked(true, tag_id, item, tbl::tag_to_metadata_table, col::tag_id,
                 "There is already a metadata item for this description on this tag.");
   get_connection(handle_).tag_tracker().mark_changed(tag_id);
 }

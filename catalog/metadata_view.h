@@ -46,6 +46,9 @@ class metadata_view_t {
   // is already a metadata item for this description on this media." when the description is
   // single valued and the media has a value of it.
   void create_media(int media_id, metadata_item_t& item);
+  // create_media for a caller that has just read the media's values of the description in
+  // this transaction and found none: the refusal's check would only read them again.
+  void create_first_media_item(int media_id, metadata_item_t& item);
   // As create_media for a stack tag (message "... on this stack."), but marks nothing: stack
   // metadata does not count as a change of the stack tag.
   void create_stack(int tag_id, metadata_item_t& item);
@@ -84,8 +87,9 @@ class metadata_view_t {
                                    const std::string& key_column);
 
  private:
-  void create_linked(int owner_id, metadata_item_t& item, const char* association_table,
-                     const char* key_column, const char* duplicate_message);
+  void create_linked(bool check_existing, int owner_id, metadata_item_t& item,
+                     const char* association_table, const char* key_column,
+                     const char* duplicate_message);
   void help_create_metadata_item(metadata_item_t& item);
   bool have_items(const metadata_description_t& description, const char* association_table,
                   const char* key_column, int owner_id) const;

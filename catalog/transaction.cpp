@@ -28,9 +28,13 @@ transaction::~transaction() {
     for (object_tracker* tracker : {&c.media_tracker(), &c.tag_tracker()}) {
       for (int id : tracker->changed_ids()) tracker->remove_from_caches(id);
     }
-    // A description made in the rolled back step may be cached; there are few, so all go.
+    // A description or volume made or changed in the rolled back step may be cached; there
+    // are few, so all go.
     c.metadata_by_id().clear();
     c.metadata_by_identifier().clear();
+    c.rendition_by_id().clear();
+    c.rendition_by_identifier().clear();
+    c.volume_by_id().clear();
   } catch (...) {
     // A destructor must not throw; the rollback below still runs.
   }

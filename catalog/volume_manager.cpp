@@ -148,13 +148,16 @@ void volume_manager::update_volume(const volume_t& volume) {
   dbl::record record(c.database(), volume_table(c), volume.id);
   write_fields(volume, record);
   record.save();
+  c.volume_by_id().remove(volume.id);
   if (has_path_of_its_own(volume.type)) c.volume_paths()[volume.id] = volume.drive_path_if_builtin;
 }
 
 volume_t volume_manager::get_volume(int id) const {
   internal_connection& c = get_connection(handle_);
-  const dbl::table_description table = volume_table(c);
-  return from_values(table, dbl::record(c.database(), table, id).values());
+  return c.volume_by_id().get_or_load<volume_t>(id, [&] {
+    const dbl::table_description table = volume_table(c);
+    return from_values(table, dbl::record(c.database(), table, id).values());
+  });
 }
 
 std::vector<volume_t> volume_manager::get_all_volumes() const {
@@ -212,6 +215,7 @@ void volume_manager::ensure_database_relative_volume() {
   // Older catalogs have this volume with an empty serial.
   record.set(col::serial, dbl::entry_data(database_relative_serial));
   record.save();
+  c.volume_by_id().remove(record.id());
   t.commit();
   // Paths were read before the volume existed.
   c.volume_paths()[record.id()] = catalog_folder(c.path());

@@ -107,7 +107,7 @@ vael::metadata_item_t create_media(const vael::connection_handle& handle,
   if (description.can_have_multiple_items()) existing.clear();
   return overwrite_first_or_create(
       view, std::move(existing), description, value,
-      [&](vael::metadata_item_t& item) { view.create_media(media_id, item); });
+      [&](vael::metadata_item_t& item) { view.create_first_media_item(media_id, item); });
 }
 
 vael::metadata_item_t create_tag_metadata(const vael::connection_handle& handle,

@@ -166,6 +166,10 @@ TEST_F(Volumes, OpeningRepairsTheRelativeVolumeAndRefusesUnknownTypes) {
     EXPECT_EQ(repaired.serial, "vael:database_relative_volume");
     EXPECT_EQ(repaired.description, "database relative");
     vael_test::run(db, "UPDATE volume_table SET type = 'floppy_drive'");
+    EXPECT_EQ(vael::get_volume_manager(c.handle()).get_volume(relative).type,
+              vael::volume_type::database_relative_drive)
+        << "volumes are cached until another writer is seen";
+    c.get().clear_caches();
     EXPECT_THROW(vael::get_volume_manager(c.handle()).get_volume(relative),
                  vael::database_state_invalid_error);
   }

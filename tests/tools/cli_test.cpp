@@ -338,7 +338,7 @@ TEST_F(CliTest, ImportTwiceThenReadAndWriteMetadata) {
   EXPECT_NE(show.out.find("metadata: tiff:ImageWidth = 3\n"), std::string::npos) << show.out;
   const run_result missing = run({"media", "show", catalog, "999999"});
   EXPECT_EQ(missing.status, 2);
-  EXPECT_NE(missing.err.find("the catalog has no media 999999"), std::string::npos);
+  EXPECT_NE(missing.err.find("there is no media 999999"), std::string::npos);
 }
 
 TEST_F(CliTest, AlbumsKeepTheirOrderAndRefusalsChangeNothing) {

@@ -22,13 +22,6 @@ std::string describe(const vael::tag& t) {
   return "tag " + std::to_string(t.get_id()) + " '" + t.get_name() + "'";
 }
 
-bool row_exists(vael::connection& c, const char* table, int id) {
-  dbl::query q(c.get().database(),
-               std::string("SELECT COUNT(*) FROM ") + table + " WHERE id = :id");
-  q.bind(":id", dbl::entry_data(id)).add_column("ignored", typeid(int));
-  return q.first_row()[0].as_int() != 0;
-}
-
 vael::custom_tag_namespace albums_of(vael::connection& c) {
   return vael::get_custom_tag_namespace(c.handle(), vael_util::ns_name::collection);
 }
@@ -102,10 +95,7 @@ struct album_request {
 album_request read_request(vael::connection& c, const parsed_args& args) {
   album_request r{find_in_albums(c, args.positionals[1], false), {}};
   for (std::size_t i = 2; i < args.positionals.size(); ++i) {
-    const int id = parse_id(args.positionals[i], "media id");
-    if (!row_exists(c, "media_table", id)) {
-      throw std::runtime_error("there is no media " + std::to_string(id));
-    }
+    const int id = parse_media_id(c, args.positionals[i]);
     if (std::find(r.media.begin(), r.media.end(), id) != r.media.end()) {
       throw usage_error("media " + std::to_string(id) + " is named twice");
     }

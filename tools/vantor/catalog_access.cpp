@@ -3,7 +3,9 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "catalog/internal_connection.h"
 #include "catalog/transaction.h"
+#include "dbl/query.h"
 #include "tools/vantor/command.h"
 
 namespace vantor_cli {
@@ -34,6 +36,25 @@ int parse_id(const std::string& text, const char* what) {
   const long long id = parse_integer(text, what);
   if (id <= 0 || id > 0x7fffffff) throw usage_error(std::string(what) + " must be positive");
   return static_cast<int>(id);
+}
+
+bool row_exists(vael::connection& c, const char* table, int id) {
+  dbl::query q(c.get().database(),
+               std::string("SELECT COUNT(*) FROM ") + table + " WHERE id = :id");
+  q.bind(":id", dbl::entry_data(id)).add_column("ignored", typeid(int));
+  return q.first_row()[0].as_int() != 0;
+}
+
+void require_media(vael::connection& c, int id) {
+  if (!row_exists(c, "media_table", id)) {
+    throw std::runtime_error("there is no media " + std::to_string(id));
+  }
+}
+
+int parse_media_id(vael::connection& c, const std::string& text) {
+  const int id = parse_id(text, "media id");
+  require_media(c, id);
+  return id;
 }
 
 }  // namespace vantor_cli

@@ -19,4 +19,11 @@ void write(vael::connection& c, const std::string& subject, const std::function<
 // A row id given on the command line; usage_error unless it is a positive 32-bit number.
 int parse_id(const std::string& text, const char* what);
 
+// Whether `table` has a row of that id.
+bool row_exists(vael::connection& c, const char* table, int id);
+// Throws std::runtime_error "there is no media N" unless the catalog has media `id`.
+void require_media(vael::connection& c, int id);
+// parse_id() of a media id that must exist.
+int parse_media_id(vael::connection& c, const std::string& text);
+
 }  // namespace vantor_cli

@@ -99,16 +99,6 @@ std::string date_text(const vael::media_date_t& date) {
   return when + " (" + (known ? precisions[date.precision] : "?") + ")";
 }
 
-// The media `id`, or a clear error when the catalog has none.
-vael::media load_media(vael::connection& c, int id) {
-  dbl::query q(c.get().database(), "SELECT id FROM media_table WHERE id = :id");
-  q.bind(":id", dbl::entry_data(id));
-  if (q.select_ints().empty()) {
-    throw std::runtime_error("the catalog has no media " + std::to_string(id));
-  }
-  return vael::media::get_media(c.handle(), id);
-}
-
 int import_run(const std::vector<std::string>& words) {
   const parsed_args args = parse_args(words, {"--batch"});
   expect_positionals(args, 2, 2);
@@ -138,7 +128,8 @@ int media_list(const std::vector<std::string>& words) {
   const std::vector<int> ids =
       dbl::query(c->get().database(), "SELECT id FROM media_table ORDER BY id").select_ints();
   for (int id : ids) {
-    const vael::media m = load_media(*c, id);
+    require_media(*c, id);
+    const vael::media m = vael::media::get_media(c->handle(), id);
     std::cout << id << "\tvolume " << m.get_volume_id() << "\t" << m.get_mime_type() << "\t"
               << m.get_filepath(true) << "\n";
   }
@@ -150,7 +141,8 @@ int media_show(const std::vector<std::string>& words) {
   expect_positionals(args, 2, 2);
   const auto c = open_catalog(args.positionals[0]);
   const int id = parse_id(args.positionals[1], "MEDIA");
-  const vael::media m = load_media(*c, id);
+  require_media(*c, id);
+  const vael::media m = vael::media::get_media(c->handle(), id);
   std::cout << "media " << id << (m.is_master() ? " (master)" : " (rendition)") << "\n"
             << "path: " << m.get_filepath(false) << "\n"
             << "volume: " << m.get_volume_id() << ", path there " << m.get_filepath(true) << "\n"
@@ -175,7 +167,7 @@ int meta_get(const std::vector<std::string>& words) {
   const auto c = open_catalog(args.positionals[0]);
   const int id = parse_id(args.positionals[1], "MEDIA");
   const std::string& identifier = args.positionals[2];
-  load_media(*c, id);
+  require_media(*c, id);
   if (!vael::metadata_view_t(c->handle()).has_description(identifier)) {
     throw std::runtime_error("the catalog has no metadata '" + identifier + "'");
   }
@@ -192,7 +184,7 @@ int meta_set(const std::vector<std::string>& words) {
   const auto c = open_catalog(args.positionals[0]);
   const int id = parse_id(args.positionals[1], "MEDIA");
   const std::string& identifier = args.positionals[2];
-  load_media(*c, id);
+  require_media(*c, id);
   const vael::metadata_view_t view(c->handle());
   const metadata_data_type type = view.has_description(identifier)
                                       ? view.get_description(identifier).get_data_type()

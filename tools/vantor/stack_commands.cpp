@@ -17,60 +17,17 @@
 #include "catalog/transaction.h"
 #include "catalog/version_stack.h"
 #include "dbl/query.h"
+#include "tools/vantor/catalog_access.h"
 #include "tools/vantor/commands.h"
 
 namespace vantor_cli {
 namespace {
 
-// Opens through the catalog model. SQLite would make a catalog of an empty file, so one is
-// refused rather than written to.
-std::unique_ptr<vael::connection> open_catalog(const std::string& path) {
-  std::error_code error;
-  if (std::filesystem::is_regular_file(path, error) &&
-      std::filesystem::file_size(path, error) == 0) {
-    throw std::runtime_error(path + " is not a catalog: the file is empty");
-  }
-  return std::make_unique<vael::connection>(path);
-}
-
-int parse_id(const std::string& text, const char* what) {
-  const long long id = parse_integer(text, what);
-  if (id <= 0 || id > 0x7fffffff) throw usage_error(std::string(what) + " must be positive");
-  return static_cast<int>(id);
-}
-
-// Runs `step` in one transaction, which a failure rolls back; the failure is reported with
-// `subject` in front, so that the message names the stack as well as the rule.
-void write(vael::connection& c, const std::string& subject, const std::function<void()>& step) {
-  vael::transaction t(c.handle());
-  t.begin(true, 1);
-  try {
-    step();
-  } catch (const std::exception& e) {
-    throw std::runtime_error(subject + ": " + e.what());
-  }
-  t.commit();
-}
-
-int count_of(vael::connection& c, const char* sql, int id) {
-  dbl::query q(c.get().database(), sql);
-  q.bind(":id", dbl::entry_data(id)).add_column("ignored", typeid(int));
-  return q.first_row()[0].as_int();
-}
-
-int parse_media(vael::connection& c, const std::string& text) {
-  const int id = parse_id(text, "media id");
-  if (count_of(c, "SELECT COUNT(*) FROM media_table WHERE id = :id", id) == 0) {
-    throw std::runtime_error("there is no media " + text);
-  }
-  return id;
-}
-
 std::vector<int> parse_media_list(vael::connection& c, const std::vector<std::string>& words,
                                   std::size_t first) {
   std::vector<int> ids;
   for (std::size_t i = first; i < words.size(); ++i) {
-    const int id = parse_media(c, words[i]);
+    const int id = parse_media_id(c, words[i]);
     if (std::find(ids.begin(), ids.end(), id) != ids.end()) {
       throw usage_error("media " + words[i] + " is given twice");
     }
@@ -162,8 +119,8 @@ int version_add(const std::vector<std::string>& words) {
   const parsed_args args = parse_args(words, {});
   expect_positionals(args, 3, 3);
   const auto c = open_catalog(args.positionals[0]);
-  const int child = parse_media(*c, args.positionals[1]);
-  const int parent = parse_media(*c, args.positionals[2]);
+  const int child = parse_media_id(*c, args.positionals[1]);
+  const int parent = parse_media_id(*c, args.positionals[2]);
   int id = 0;
   write(*c, "version " + std::to_string(child) + " of " + std::to_string(parent),
         [&] { id = vael::version_stack::create_version(c->handle(), child, parent).get_id(); });
@@ -193,7 +150,7 @@ int version_top(const std::vector<std::string>& words) {
   const parsed_args args = parse_args(words, {});
   expect_positionals(args, 2, 2);
   const auto c = open_catalog(args.positionals[0]);
-  const int media = parse_media(*c, args.positionals[1]);
+  const int media = parse_media_id(*c, args.positionals[1]);
   if (!vael::version_stack::is_media_in_version_stack(c->handle(), media)) {
     std::cout << media << "\n";
     return 0;
@@ -210,7 +167,7 @@ int version_rm(const std::vector<std::string>& words) {
   const parsed_args args = parse_args(words, {});
   expect_positionals(args, 2, 2);
   const auto c = open_catalog(args.positionals[0]);
-  const int media = parse_media(*c, args.positionals[1]);
+  const int media = parse_media_id(*c, args.positionals[1]);
   const std::string subject = "media " + std::to_string(media);
   if (!vael::version_stack::is_media_in_version_stack(c->handle(), media)) {
     throw std::runtime_error(subject + " is in no version stack");

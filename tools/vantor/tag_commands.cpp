@@ -50,14 +50,6 @@ vael::tag find_tag(vael::connection& c, const std::string& text) {
   }
 }
 
-void require_media(vael::connection& c, int id) {
-  dbl::query q(c.get().database(), "SELECT COUNT(*) FROM media_table WHERE id = :id");
-  q.bind(":id", dbl::entry_data(id)).add_column("ignored", typeid(int));
-  if (q.first_row()[0].as_int() == 0) {
-    throw std::runtime_error("there is no media " + std::to_string(id));
-  }
-}
-
 void print_subtree(const vael::tag& t, int depth) {
   std::cout << std::string(static_cast<std::size_t>(depth) * 2, ' ') << t.get_name() << " ("
             << t.get_id() << ", " << t.get_type_name();
