@@ -336,6 +336,12 @@ TEST_F(CliTest, ImportTwiceThenReadAndWriteMetadata) {
   EXPECT_NE(show.out.find("path: " + box_.path("pictures/2020/a.jpg")), std::string::npos)
       << show.out;
   EXPECT_NE(show.out.find("metadata: tiff:ImageWidth = 3\n"), std::string::npos) << show.out;
+  ASSERT_EQ(run({"sample-photos", box_.path("pictures/samples"), "--count", "4"}).status, 0);
+  const run_result samples = run({"import", catalog, box_.path("pictures")});
+  EXPECT_NE(samples.out.find("imported: 4\nalready present: 1\n"), std::string::npos)
+      << samples.out;
+  EXPECT_NE(run({"media", "list", catalog}).out.find("/samples/2020 Winter/IMG_1001.jpg"),
+            std::string::npos);
   const run_result missing = run({"media", "show", catalog, "999999"});
   EXPECT_EQ(missing.status, 2);
   EXPECT_NE(missing.err.find("there is no media 999999"), std::string::npos);

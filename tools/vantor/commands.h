@@ -15,6 +15,7 @@ command volume_command();
 command tag_command();
 command namespace_command();
 command import_command();
+command sample_photos_command();
 command media_command();
 command meta_command();
 command stack_command();

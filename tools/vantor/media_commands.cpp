@@ -1,4 +1,7 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
+#include <exiv2/exiv2.hpp>
+#include <filesystem>
+#include <fstream>
 #include <iomanip>
 #include <iostream>
 #include <sstream>
@@ -20,6 +23,7 @@
 #include "tools/vantor/commands.h"
 #include "tools/vantor/folder_import.h"
 #include "tools/vantor/progress_display.h"
+#include "tools/vantor/tiny_jpeg.h"
 
 namespace vantor_cli {
 namespace {
@@ -97,6 +101,34 @@ std::string date_text(const vael::media_date_t& date) {
       date.date.is_special() ? "(none)" : pt::to_iso_extended_string(date.date);
   const bool known = date.precision >= 0 && date.precision <= 4;
   return when + " (" + (known ? precisions[date.precision] : "?") + ")";
+}
+
+// Small photos with a capture date and a rating, in a folder per event, for demos and for
+// trying an import without a camera at hand.
+int sample_photos(const std::vector<std::string>& words) {
+  const parsed_args args = parse_args(words, {"--count"});
+  expect_positionals(args, 1, 1);
+  const long long count =
+      args.options.count("--count") != 0 ? parse_integer(args.option("--count"), "--count") : 12;
+  if (count < 1 || count > 1000000) throw usage_error("--count must be from 1 to 1000000");
+  static const char* const events[] = {"2019 Summer in Rome", "2020 Winter", "2021 Garden"};
+  const pt::ptime first = pt::time_from_string("2019-07-01 09:00:00");
+  for (long long i = 0; i < count; ++i) {
+    const std::filesystem::path folder = std::filesystem::path(args.positionals[0]) / events[i % 3];
+    std::filesystem::create_directories(folder);
+    const std::string file = (folder / ("IMG_" + std::to_string(1000 + i) + ".jpg")).string();
+    std::ofstream(file, std::ios::binary) << TinyJpeg() << std::flush;
+    auto image = Exiv2::ImageFactory::open(file);
+    image->readMetadata();
+    const pt::ptime taken = first + pt::hours(24 * (i % 3) * 200 + 3 * i);
+    std::string stamp = pt::to_iso_extended_string(taken);
+    for (char& c : stamp) c = c == '-' ? ':' : c == 'T' ? ' ' : c;
+    image->exifData()["Exif.Photo.DateTimeOriginal"] = stamp;
+    image->xmpData()["Xmp.xmp.Rating"] = std::to_string(i % 6);
+    image->writeMetadata();
+  }
+  std::cout << "wrote " << count << " photos under " << args.positionals[0] << "\n";
+  return 0;
 }
 
 int import_run(const std::vector<std::string>& words) {
@@ -207,6 +239,15 @@ command import_command() {
       "Files already in the catalog are left alone, so importing a folder again adds only what\n"
       "is new. Each batch of N files (default 250) is written in one transaction.";
   c.run = import_run;
+  return c;
+}
+
+command sample_photos_command() {
+  command c;
+  c.name = "sample-photos";
+  c.synopsis = "FOLDER [--count N]";
+  c.summary = "Writes N small photos (default 12) with capture dates and ratings, for demos.";
+  c.run = sample_photos;
   return c;
 }
 
