@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_support.h"
 #include "catalog/connection.h"
 #include "catalog/media_stack.h"
 #include "catalog/transaction.h"
@@ -29,58 +30,8 @@ constexpr int kVersioned = 10000;
 constexpr int kFirstVersionTag = 600001;
 constexpr int kLastAssignedId = 700000;
 
-class scratch_folder {
- public:
-  scratch_folder() {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "vantor-stack-bench-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    path_ = pattern;
-  }
-  ~scratch_folder() { std::filesystem::remove_all(path_); }
-  std::string file(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
-};
-
-// A raw connection with the catalog's pragmas; statements made by prepare() are finalized
-// with it.
-class raw_connection {
- public:
-  explicit raw_connection(const std::string& path) {
-    if (sqlite3_open(path.c_str(), &db_) != SQLITE_OK) throw std::runtime_error("open failed");
-    exec("PRAGMA cache_size = 6000; PRAGMA temp_store = MEMORY;");
-  }
-  ~raw_connection() {
-    for (sqlite3_stmt* s : statements_) sqlite3_finalize(s);
-    sqlite3_close(db_);
-  }
-  raw_connection(const raw_connection&) = delete;
-  raw_connection& operator=(const raw_connection&) = delete;
-  void exec(const std::string& sql) {
-    if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
-      throw std::runtime_error(sqlite3_errmsg(db_));
-    }
-  }
-  sqlite3_stmt* prepare(const std::string& sql) {
-    sqlite3_stmt* s = nullptr;
-    if (sqlite3_prepare_v2(db_, sql.c_str(), -1, &s, nullptr) != SQLITE_OK) {
-      throw std::runtime_error(sqlite3_errmsg(db_));
-    }
-    statements_.push_back(s);
-    return s;
-  }
-
- private:
-  sqlite3* db_ = nullptr;
-  std::vector<sqlite3_stmt*> statements_;
-};
-
-void step_done(sqlite3_stmt* s) {
-  if (sqlite3_step(s) != SQLITE_DONE) throw std::runtime_error("step failed");
-  sqlite3_reset(s);
-}
+using vantor_bench::raw_connection;
+using vantor_bench::step_done;
 
 // The first column of the first row, 0 when there is none or it is NULL.
 int step_int(sqlite3_stmt* s) {
@@ -95,7 +46,7 @@ int stack_namespace_id(raw_connection& c) {
 
 // Made once: a catalog made through the model, then filled with raw SQL.
 const std::string& filled_catalog() {
-  static scratch_folder folder;
+  static vantor_bench::scratch_folder folder("vantor-stack-bench");
   static const std::string path = [] {
     const std::string p = folder.file("catalog.db");
     std::ofstream(p).close();

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_support.h"
 #include "catalog/connection.h"
 #include "catalog_util/well_known_tags.h"
 
@@ -23,21 +24,6 @@ constexpr int kFirstTag = 500002;
 constexpr int kTags = 10000;
 constexpr int kTopLevel = 10;
 
-class scratch_folder {
- public:
-  scratch_folder() {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "vantor-wellknown-bench-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    path_ = pattern;
-  }
-  ~scratch_folder() { std::filesystem::remove_all(path_); }
-  std::string file(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
-};
-
 void exec(sqlite3* db, const std::string& sql) {
   if (sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
     throw std::runtime_error(sqlite3_errmsg(db));
@@ -47,7 +33,7 @@ void exec(sqlite3* db, const std::string& sql) {
 // Made once: a catalog made through the model, then filled with raw SQL. Tag k hangs under
 // the namespace when k < 10, else under tag k / 10 - 1.
 const std::string& filled_catalog() {
-  static scratch_folder folder;
+  static vantor_bench::scratch_folder folder("vantor-wellknown-bench");
   static const std::string path = [] {
     const std::string p = folder.file("catalog.db");
     std::ofstream(p).close();
