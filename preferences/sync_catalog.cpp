@@ -28,6 +28,10 @@ std::string EnsureSyncCatalogInPlace() {
     throw VTL::change_catalog_required;
   }
 
+  return SyncCatalogFilePath();
+}
+
+std::string SyncCatalogFilePath() {
   std::string path = sync_util::get_sync_catalog(kSyncCatalogVersion);
   if (!path.empty() && path.back() != '/') path += '/';
   return path + vantor_env::GetCatalogFileName();

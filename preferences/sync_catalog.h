@@ -13,4 +13,8 @@ namespace vantor_prefs {
 // ChangeCatalog.
 std::string EnsureSyncCatalogInPlace();
 
+// The path of the sync catalog's file: the sync catalog folder, a separator when it lacks one,
+// and the catalog file name. Just the file name when no sync catalog is set.
+std::string SyncCatalogFilePath();
+
 }  // namespace vantor_prefs

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #if defined(__GNUC__)
 #define VANTOR_API __attribute__((visibility("default")))
@@ -85,5 +86,19 @@ VANTOR_API bool IsValidMediaForSync(const SyncPrefs& prefs, long long fileSize,
 // otherwise left as it is. Needs no signed-in user. False when the client cannot be loaded or
 // the call fails.
 VANTOR_API bool GetCurrentServerTimeFromKSV(std::string& time);
+
+// Replaces `out` with what the host's conflict dialog shows: for each id of `conflicts` (changed
+// on both sides) a <ConflictN> element, for each of `deletes` a <DeleteN> element, in the
+// given order. Each names the id asked about and the top of its version stack, and describes
+// the top from the sync catalog: file name, date, time, size and pixels. A conflict also gets
+// the text of <conflictFolder><N>/online.xml pasted in unread (nothing when the file is
+// missing). An item the catalog cannot describe (unknown, or without a date) gets no local
+// facts; a deletion then gets no element at all. `conflictFolder` must end in a separator;
+// `reserved` is not used. Returns success, or catalog_error when the sync catalog cannot be
+// opened, `out` then holding only "<ManualConflictResolution><Conflicts>".
+VANTOR_API error_code GetManualConflictResolutionXML(std::vector<int> conflicts,
+                                                     std::vector<int> deletes, std::string& out,
+                                                     std::string conflictFolder,
+                                                     std::string& reserved);
 
 }  // namespace VTL

@@ -5,6 +5,7 @@ set(expected
   ChangeCatalog
   GetCurrentServerTimeFromKSV
   GetInitialLauchSyncPrefs
+  GetManualConflictResolutionXML
   GetSyncPrefs
   GetSyncPrefsFromString
   GetXMLForSyncPrefs

@@ -24,5 +24,6 @@ command album_command();
 command online_command();
 command server_time_command();
 command sync_albums_command();
+command conflicts_command();
 
 }  // namespace vantor_cli

@@ -1,0 +1,177 @@
+#include "preferences/conflict_xml.h"
+
+#include <boost/date_time/posix_time/posix_time.hpp>
+#include <cstdint>
+#include <exception>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "catalog/connection.h"
+#include "catalog/media.h"
+#include "catalog/metadata_view.h"
+#include "catalog/version_stack.h"
+#include "catalog_util/metadata_helpers.h"
+#include "catalog_util/metadata_vocabulary.h"
+#include "environment/catalog_paths.h"
+#include "preferences/library_state.h"
+#include "preferences/sync_catalog.h"
+#include "vantor/vantor.h"
+
+namespace vantor_prefs {
+namespace {
+
+namespace id = vael_util::metadata_identifier;
+namespace pt = boost::posix_time;
+
+// The first value of `identifier` on the media; null when the catalog has no such description
+// or the media no value of it.
+dbl::entry_data first_media_value(const vael::connection_handle& handle,
+                                  const std::string& identifier, int media_id) {
+  const vael::metadata_view_t view(handle);
+  if (!view.has_description(identifier)) return {};
+  const std::vector<vael::metadata_item_t> items =
+      view.get_media(view.get_description(identifier), media_id);
+  return items.empty() ? dbl::entry_data() : items.front().value;
+}
+
+// The first of the two dates that is set as a date and time; not_a_date_time when neither is.
+pt::ptime local_date(const vael::connection_handle& handle, int media_id) {
+  for (const char* identifier : {id::last_organizer_modified_time, id::file_date}) {
+    const dbl::entry_data value = first_media_value(handle, identifier, media_id);
+    if (value.kind() == dbl::entry_kind::timestamp) return value.as_ptime();
+  }
+  return {};
+}
+
+// The decimal text of an integer value; "" for a value of any other kind.
+std::string integer_text(const dbl::entry_data& value) {
+  switch (value.kind()) {
+    case dbl::entry_kind::int16:
+    case dbl::entry_kind::int32:
+    case dbl::entry_kind::int64:
+      return std::to_string(value.as_int64());
+    case dbl::entry_kind::uint16:
+    case dbl::entry_kind::uint32:
+    case dbl::entry_kind::uint64:
+      return std::to_string(value.as_uint64());
+    default:
+      return {};
+  }
+}
+
+// A dimension in pixels; 0 when it has no value or cannot be read as a number.
+std::int64_t pixel_dimension(const vael::connection_handle& handle, const char* identifier,
+                             int media_id) {
+  try {
+    const std::vector<vael::metadata_item_t> items =
+        vael_util::get_media_metadata(handle, identifier, media_id);
+    return items.empty() ? 0 : items.front().value.as_int64();
+  } catch (const std::exception&) {
+    return 0;
+  }
+}
+
+// Appends the <localdata> element of the media to `out` and returns true; returns false,
+// leaving `out` alone, when the catalog cannot describe it: no such media, or no date (the
+// date library refuses the parts of not_a_date_time).
+bool append_local_text(const vael::connection_handle& handle, int media_id, std::string& out) {
+  std::string text;
+  try {
+    const std::string filename = vael::media::get_media(handle, media_id).get_filename();
+    text += "<localdata><locallabel value = \"" + filename + "\"/>";
+
+    const pt::ptime date = local_date(handle, media_id);
+    const boost::gregorian::date day = date.date();
+    text += "<localdate value = \"" + std::to_string(day.day().as_number()) + "/" +
+            std::to_string(day.month().as_number()) + "/" + std::to_string(day.year()) + "\"/>";
+    const pt::time_duration time = date.time_of_day();
+    text += "<localtime value = \"" + std::to_string(time.hours()) + ":" +
+            std::to_string(time.minutes()) + ":" + std::to_string(time.seconds()) + "\"/>";
+
+    const std::string::size_type dot = filename.rfind('.');
+    const bool original =
+        dot != std::string::npos && filename.compare(dot + 1, std::string::npos, "omb") == 0;
+    text += "<localfilesize value = \"" +
+            integer_text(first_media_value(
+                handle, original ? id::file_size_original : id::file_size, media_id)) +
+            "\"/>";
+
+    const std::int64_t width = pixel_dimension(handle, id::image_width, media_id);
+    const std::int64_t height = pixel_dimension(handle, id::image_height, media_id);
+    const std::string pixels =
+        width > 0 && height > 0 ? std::to_string(width) + "x" + std::to_string(height) : "";
+    text += "<localpixel value = \"" + pixels + "\"/></localdata>";
+  } catch (const std::exception&) {
+    return false;
+  }
+  out += text;
+  return true;
+}
+
+// The whole file as it is; "" when it cannot be opened.
+std::string read_online_text(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  // An empty file makes `<<` fail without reading anything, which is the same empty text.
+  if (in) text << in.rdbuf();
+  return text.str();
+}
+
+std::string id_text(int id, int top) {
+  return "<vaelid value = \"" + std::to_string(id) + "\" tosvalue = \"" + std::to_string(top) +
+         "\"/>";
+}
+
+}  // namespace
+}  // namespace vantor_prefs
+
+namespace VTL {
+
+int getVersionSetTop(const vael::connection_handle& connection, int mediaId) {
+  try {
+    if (!vael::version_stack::is_media_in_version_stack(connection, mediaId)) return mediaId;
+    const std::vector<int> ids =
+        vael::version_stack::get_for_media(connection, mediaId).get_media_ids();
+    return ids.empty() ? mediaId : ids.front();
+  } catch (...) {
+    return mediaId;
+  }
+}
+
+error_code GetManualConflictResolutionXML(std::vector<int> conflicts, std::vector<int> deletes,
+                                          std::string& out, std::string conflictFolder,
+                                          std::string& /*reserved*/) {
+  using namespace vantor_prefs;
+  out = "<ManualConflictResolution><Conflicts>";
+  std::optional<catalog_connection_scope> scope;
+  try {
+    scope.emplace(SyncCatalogFilePath());
+  } catch (...) {
+    return catalog_error;
+  }
+  const vael::connection_handle& handle = scope->get().handle();
+
+  for (const int c : conflicts) {
+    const int top = getVersionSetTop(handle, c);
+    const std::string element = std::to_string(c);
+    out += "<Conflict" + element + ">" + id_text(c, top);
+    append_local_text(handle, top, out);
+    out += read_online_text(conflictFolder + element + "/" + vantor_env::kConflictOnlineXml);
+    out += "</Conflict" + element + ">";
+  }
+  out += "</Conflicts><Deletions>";
+  for (const int d : deletes) {
+    const int top = getVersionSetTop(handle, d);
+    std::string local;
+    if (!append_local_text(handle, top, local) || local.empty()) continue;
+    const std::string element = std::to_string(d);
+    out += "<Delete" + element + ">" + id_text(d, top) + local + "</Delete" + element + ">";
+  }
+  out += "</Deletions></ManualConflictResolution>";
+  return success;
+}
+
+}  // namespace VTL

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "catalog/connection_handle.h"
+
+namespace VTL {
+
+// The first (newest) member of the version stack holding `mediaId`, or `mediaId` itself when
+// it is in none. Any failure of the catalog also gives `mediaId`: never throws.
+int getVersionSetTop(const vael::connection_handle& connection, int mediaId);
+
+}  // namespace VTL
