@@ -6,10 +6,12 @@
 
 #include "catalog/connection.h"
 #include "catalog/custom_tag_namespace.h"
+#include "catalog/internal_connection.h"
 #include "catalog/metadata_view.h"
 #include "catalog/transaction.h"
 #include "catalog_util/metadata_vocabulary.h"
 #include "catalog_util/well_known_tags.h"
+#include "dbl/transaction.h"
 #include "environment/debug_log.h"
 #include "platform/sync_util.h"
 #include "preferences/sync_catalog.h"
@@ -171,6 +173,10 @@ error_code GetXMLForSyncPrefs(std::string folder, std::string& localXml, std::st
       transaction.commit();
     }
 
+    // The walk reads in one transaction: SQLite then takes its shared lock, and looks for a
+    // hot journal, once rather than at each of the walk's tens of thousands of queries.
+    dbl::transaction read(connection->get().get().database());
+    read.begin(dbl::merge_policy, true, false);
     // Built apart and appended whole, so that a failure leaves the caller's text as it was.
     std::string local = "\n<syncsettings>\n<tagsdata>";
     const vael::custom_tag_namespace albums =
@@ -178,6 +184,7 @@ error_code GetXMLForSyncPrefs(std::string folder, std::string& localXml, std::st
     local += "\n<tagnamespace type=\"collection_tag\">";
     WriteLocalTagTree(handle, albums.get_children(), 1, markAllForSync, local);
     local += "\n</tagnamespace>\n</tagsdata>\n</syncsettings>";
+    read.end();
     localXml += local;
     result = success;
   } catch (error_code code) {
