@@ -1,7 +1,15 @@
 #include "platform/sync_util.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdint>
 #include <filesystem>
+#include <mutex>
+#include <optional>
 #include <stdexcept>
+#include <unordered_map>
 
 #include "environment/catalog_paths.h"
 #include "environment/debug_log.h"
@@ -64,15 +72,97 @@ int create_or_replace_sync_tag_info(int tagId, const std::string& onlineId, unsi
   }
 }
 
+namespace {
+
+// What get_sync_tag_nixie_id last read of the store, for the preference screen's one lookup
+// per album: a lock and a look for a hot journal cost SQLite far more than the lookup itself.
+// The copy stands while the path names the same file (device and inode; the open descriptor
+// keeps the inode from being reused) and the file's change counter, which SQLite moves at
+// every commit in the rollback journal mode that the store keeps, is the one read before the
+// copy was made. A counter read while a commit is under way only costs a second reading.
+class store_snapshot {
+ public:
+  // The online id of `tag_id`, reading the store again when it changed. Throws
+  // std::runtime_error.
+  std::optional<std::string> find(const std::string& path, const struct stat& info, int tag_id) {
+    if (!file_ || path_ != path || device_ != info.st_dev || inode_ != info.st_ino) {
+      clear();
+      file_.reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+      if (!file_) throw std::runtime_error("album store: cannot open " + path);
+      path_ = path;
+      device_ = info.st_dev;
+      inode_ = info.st_ino;
+    }
+    const std::uint32_t counter = change_counter();
+    if (!loaded_ || counter != counter_) {
+      online_ids_.clear();
+      loaded_ = false;
+      for (album_record& record : album_store(path, false).all()) {
+        online_ids_.emplace(record.tag_id, std::move(record.online_id));
+      }
+      counter_ = counter;
+      loaded_ = true;
+    }
+    const auto found = online_ids_.find(tag_id);
+    if (found == online_ids_.end()) return std::nullopt;
+    return found->second;
+  }
+
+  void clear() {
+    file_.reset();
+    loaded_ = false;
+    online_ids_.clear();
+  }
+
+ private:
+  // Owns one descriptor.
+  struct file {
+    int fd = -1;
+    explicit operator bool() const { return fd >= 0; }
+    void reset(int new_fd = -1) {
+      if (fd >= 0) ::close(fd);
+      fd = new_fd;
+    }
+    ~file() { reset(); }
+  };
+
+  // Bytes 24 to 27 of the database header, big-endian; 0 for a file too short to have one.
+  std::uint32_t change_counter() const {
+    unsigned char bytes[4] = {};
+    if (::pread(file_.fd, bytes, sizeof bytes, 24) != static_cast<ssize_t>(sizeof bytes)) return 0;
+    return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 |
+           std::uint32_t{bytes[2]} << 8 | std::uint32_t{bytes[3]};
+  }
+
+  file file_;
+  std::string path_;
+  dev_t device_ = 0;
+  ino_t inode_ = 0;
+  bool loaded_ = false;
+  std::uint32_t counter_ = 0;
+  std::unordered_map<int, std::string> online_ids_;
+};
+
+std::mutex snapshot_mutex;
+store_snapshot last_read_store;
+
+}  // namespace
+
 int get_sync_tag_nixie_id(int tagId, std::string& onlineId) {
+  const std::lock_guard<std::mutex> lock(snapshot_mutex);
   try {
     const std::string path = album_store_path();
-    if (!std::filesystem::exists(path)) return kAlbumNotFound;
-    const auto record = album_store(path, false).find(tagId);
-    if (!record) return kAlbumNotFound;
-    onlineId = record->online_id;
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) {
+      last_read_store.clear();
+      return kAlbumNotFound;
+    }
+    std::optional<std::string> found = last_read_store.find(path, info, tagId);
+    if (!found) return kAlbumNotFound;
+    onlineId = std::move(*found);
     return kAlbumOk;
   } catch (const std::exception& e) {
+    last_read_store.clear();
     vantor_env::DebugLog(e.what());
     return kAlbumStoreError;
   }

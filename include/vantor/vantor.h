@@ -60,6 +60,19 @@ VANTOR_API bool GetSyncPrefsFromString(SyncPrefs& prefs, const std::string& xml)
 // The text form of `prefs`: one line, no declaration, strings written unescaped.
 VANTOR_API std::string GetXMLForSyncPrefs(const SyncPrefs& prefs);
 
+// Builds the two trees of the preference screen and appends them: to `localXml` the albums of
+// the catalog in `folder`, with their sync marks, and to `onlineXml` the user's online albums
+// and storage quota. `folder` becomes the catalog folder of later calls, and the online
+// albums' sharing details are kept for SaveSyncPrefs. `unused` is ignored. With
+// `markAllForSync`, an album never marked either way shows as marked.
+// Returns success; change_catalog_required when another catalog is the sync catalog, with
+// nothing appended; not_logged_in, no_valid_user or invalid_credentials for the user;
+// catalog_error when the catalog cannot be opened; unknown_error otherwise. The online text
+// stays appended when the catalog fails afterwards, so read the result first.
+VANTOR_API error_code GetXMLForSyncPrefs(std::string folder, std::string& localXml,
+                                         std::string& onlineXml, std::string unused,
+                                         bool markAllForSync);
+
 // Reading is the host's business: leaves `prefs` as it is and returns false.
 VANTOR_API bool GetSyncPrefs(SyncPrefs& prefs, std::string folder, std::string userId);
 

@@ -18,7 +18,7 @@ std::string read_text(KSV::StringValue& value) {
   return std::string(text.c_str());
 }
 
-// The state file is read afresh by every call, so that edits show at once.
+// The state file is read again by every call, so that edits show at once.
 class library final : public counted<KSV::Library, KSV::codes::bAsE> {
  public:
   // Accepted when the ticket equals the state's ticket; icrd otherwise.

@@ -10,6 +10,7 @@
 #include <QStandardPaths>
 #include <QString>
 #include <cstdlib>
+#include <mutex>
 #include <stdexcept>
 
 namespace ksv_local {
@@ -63,12 +64,11 @@ std::string state_path() {
          "/norvane/ksv_local.json";
 }
 
-KSV::Status load_state(state& out) {
-  QFile file(QString::fromStdString(state_path()));
-  if (!file.exists()) return kNoState;
-  if (!file.open(QIODevice::ReadOnly)) return kBadState;
+namespace {
+
+KSV::Status parse_state(const QByteArray& bytes, state& out) {
   QJsonParseError error{};
-  const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
+  const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
   if (error.error != QJsonParseError::NoError || !document.isObject()) return kBadState;
   const QJsonObject root = document.object();
   try {
@@ -85,9 +85,10 @@ KSV::Status load_state(state& out) {
     if (!albums.isUndefined() && !albums.isArray()) throw malformed("albums");
     for (const QJsonValue& album : albums.toArray()) {
       if (!album.isObject()) throw malformed("albums");
+      const QJsonObject fields = album.toObject();
       text_pairs pairs;
       for (const auto& [name, code] : kAlbumFields) {
-        if (auto text = text_field(album.toObject(), name)) pairs.emplace_back(code, *text);
+        if (auto text = text_field(fields, name)) pairs.emplace_back(code, *text);
       }
       result.albums.push_back(std::move(pairs));
     }
@@ -96,6 +97,32 @@ KSV::Status load_state(state& out) {
   } catch (const malformed&) {
     return kBadState;
   }
+}
+
+}  // namespace
+
+KSV::Status load_state(state& out) {
+  QFile file(QString::fromStdString(state_path()));
+  if (!file.exists()) return kNoState;
+  if (!file.open(QIODevice::ReadOnly)) return kBadState;
+  const QByteArray bytes = file.readAll();
+
+  // One screen asks three operations of one file, and parsing a large album list costs far
+  // more than reading it; the last parse stands for as long as the bytes are the same.
+  static std::mutex mutex;
+  static QByteArray parsed_bytes;
+  static state parsed;
+  const std::lock_guard<std::mutex> lock(mutex);
+  if (parsed_bytes.isNull() || bytes != parsed_bytes) {
+    state fresh;
+    if (const KSV::Status status = parse_state(bytes, fresh); status != KSV::codes::ok) {
+      return status;
+    }
+    parsed = std::move(fresh);
+    parsed_bytes = bytes;
+  }
+  out = parsed;
+  return KSV::codes::ok;
 }
 
 }  // namespace ksv_local

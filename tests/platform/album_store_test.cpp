@@ -52,6 +52,25 @@ TEST(AlbumStore, LinksRoundTripAndReplaceInTheAgentsDataFolder) {
   EXPECT_FALSE(sync_util::album_store(store_file(box), false).find(7)->dirty);
 }
 
+// Lookups keep the store open between calls; they must still see every later write, and a
+// store file that was replaced or removed.
+TEST(AlbumStore, LookupsFollowLaterWritesAndAReplacedStore) {
+  vantor_test::sandbox box;
+  ASSERT_EQ(sync_util::create_or_replace_sync_tag_info(1, "on-1", 1, "", ""), sync_util::kAlbumOk);
+  std::string online;
+  ASSERT_EQ(sync_util::get_sync_tag_nixie_id(1, online), sync_util::kAlbumOk);
+  ASSERT_EQ(sync_util::create_or_replace_sync_tag_info(2, "on-2", 1, "", ""), sync_util::kAlbumOk);
+  ASSERT_EQ(sync_util::get_sync_tag_nixie_id(2, online), sync_util::kAlbumOk);
+  EXPECT_EQ(online, "on-2");
+
+  std::filesystem::remove(store_file(box));
+  EXPECT_EQ(sync_util::get_sync_tag_nixie_id(2, online), sync_util::kAlbumNotFound);
+  ASSERT_EQ(sync_util::create_or_replace_sync_tag_info(2, "on-2b", 1, "", ""), sync_util::kAlbumOk);
+  EXPECT_EQ(sync_util::get_sync_tag_nixie_id(1, online), sync_util::kAlbumNotFound);
+  EXPECT_EQ(sync_util::get_sync_tag_nixie_id(2, online), sync_util::kAlbumOk);
+  EXPECT_EQ(online, "on-2b");
+}
+
 TEST(AlbumStore, AFileThatIsNoStoreGivesAnErrorStatusAndALogLine) {
   vantor_test::sandbox box;
   box.write_file("home/.local/share/Norvane/Tessarin Halcyn Agent/album_sync.db",

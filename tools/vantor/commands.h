@@ -25,5 +25,6 @@ command online_command();
 command server_time_command();
 command sync_albums_command();
 command conflicts_command();
+command screen_command();
 
 }  // namespace vantor_cli

@@ -37,6 +37,7 @@ vantor_cli::command root_command() {
       vantor_cli::server_time_command(),
       vantor_cli::sync_albums_command(),
       vantor_cli::conflicts_command(),
+      vantor_cli::screen_command(),
   };
   // clang-format on
   return root;

@@ -1,0 +1,108 @@
+// The preference screen as the host asks for it: both album trees of the sync catalog.
+#include <QString>
+#include <QXmlStreamReader>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "tools/vantor/commands.h"
+#include "vantor/vantor.h"
+
+namespace vantor_cli {
+namespace {
+
+const char* code_name(VTL::error_code code) {
+  switch (code) {
+    case VTL::success:
+      return "success";
+    case VTL::no_valid_user:
+      return "no_valid_user";
+    case VTL::unknown_error:
+      return "unknown_error";
+    case VTL::invalid_argument:
+      return "invalid_argument";
+    case VTL::not_logged_in:
+      return "not_logged_in";
+    case VTL::invalid_credentials:
+      return "invalid_credentials";
+    case VTL::catalog_error:
+      return "catalog_error";
+    case VTL::change_catalog_required:
+      return "change_catalog_required";
+  }
+  return "unknown code";
+}
+
+std::string attribute(const QXmlStreamReader& reader, const char* name) {
+  return reader.attributes().value(QLatin1String(name)).toString().toStdString();
+}
+
+// One line per <tag>, indented by nesting, with the details that `describe` gives; what the
+// library wrote is well-formed, so a parse error is a fault worth reporting.
+template <class Describe>
+void print_tree(const std::string& xml, const char* heading, Describe describe) {
+  std::cout << heading << "\n";
+  QXmlStreamReader reader(QString::fromStdString(xml));
+  int depth = 0;
+  while (!reader.atEnd()) {
+    reader.readNext();
+    if (reader.isStartElement() && reader.name() == QLatin1String("tag")) {
+      ++depth;
+      std::cout << std::string(static_cast<size_t>(depth) * 2, ' ') << attribute(reader, "label")
+                << "  (" << describe(reader) << ")\n";
+    } else if (reader.isEndElement() && reader.name() == QLatin1String("tag")) {
+      --depth;
+    } else if (reader.isStartElement() && reader.name() == QLatin1String("KSVStorage")) {
+      std::cout << "storage used: " << attribute(reader, "storageused") << " of "
+                << attribute(reader, "quota") << "\n";
+    }
+  }
+  if (reader.hasError()) {
+    throw std::runtime_error("the screen text is not well-formed: " +
+                             reader.errorString().toStdString());
+  }
+}
+
+int screen(const std::vector<std::string>& words) {
+  const parsed_args args = parse_args(words, {}, {"--mark-all", "--tree"});
+  expect_positionals(args, 1, 1);
+  std::string local;
+  std::string online;
+  const VTL::error_code code =
+      VTL::GetXMLForSyncPrefs(args.positionals[0], local, online, {}, args.has("--mark-all"));
+  if (code != VTL::success) {
+    std::cerr << "vantor: " << code_name(code) << " (" << static_cast<int>(code) << ")\n";
+    return 2;
+  }
+  std::cout << local << "\n" << online << "\n";
+  if (!args.has("--tree")) return 0;
+  print_tree(local, "local albums", [](const QXmlStreamReader& r) {
+    std::string details = attribute(r, "type") + ", id " + attribute(r, "localid");
+    if (const std::string id = attribute(r, "onlineid"); !id.empty()) details += ", online " + id;
+    return details + ", mark " + attribute(r, "ismarkedforsync");
+  });
+  print_tree(online, "online albums", [](const QXmlStreamReader& r) {
+    std::string details = attribute(r, "type") + ", online " + attribute(r, "onlineid");
+    if (const std::string parents = attribute(r, "parents"); !parents.empty()) {
+      details += ", parents " + parents;
+    }
+    return details;
+  });
+  return 0;
+}
+
+}  // namespace
+
+command screen_command() {
+  return {"screen",
+          "CATALOG_FOLDER [--mark-all] [--tree]",
+          "Prints the preference screen's texts: the local albums, then the online albums.",
+          "CATALOG_FOLDER must be the sync catalog (or none be set yet), a user signed in and\n"
+          "the membership client reachable. --mark-all shows albums never marked as marked;\n"
+          "--tree adds both trees as indented lines with their marks and ids.\n"
+          "A failure prints the library's result, e.g. change_catalog_required (7).",
+          screen,
+          {}};
+}
+
+}  // namespace vantor_cli
