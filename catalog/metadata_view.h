@@ -72,6 +72,10 @@ class metadata_view_t {
   // Value text to tag id over the tags holding a value of the description; where two tags
   // hold one value, the later row wins. REQUIRES: a string description.
   std::map<std::string, int> get_value_to_tag_map(const metadata_description_t& description) const;
+  // Tag id to the first value of the description on that tag, the one get_tag() lists first,
+  // over every tag holding one: for walks of many tags, in one statement.
+  std::map<int, dbl::entry_data> get_first_value_of_each_tag(
+      const metadata_description_t& description) const;
 
   // Overwrites the stored value and item.value, and marks the item's owners changed. Throws
   // std::logic_error when the row is gone.

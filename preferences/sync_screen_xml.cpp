@@ -70,24 +70,29 @@ void WriteOnlineTagTree(const std::vector<ksv_map>& tags, int height, std::strin
   }
 }
 
-int TagSyncMark(const vael::connection_handle& handle, int tag_id, bool markAllForSync) {
+TagSyncMarks::TagSyncMarks(const vael::connection_handle& handle, bool markAllForSync)
+    : mark_all_(markAllForSync) {
   const vael::metadata_view_t view(handle);
-  int mark = 0;
-  const std::vector<vael::metadata_item_t> status =
-      view.get_tag(view.get_description(id::tag_sync_status), tag_id);
-  if (!status.empty()) mark = status.front().value.as_int();
+  status_ = view.get_first_value_of_each_tag(view.get_description(id::tag_sync_status));
   // A catalog that never shared an album has no omb:aclPublic description, and so no value.
-  if (mark == 1 && view.has_description(id::acl_public)) {
-    const std::vector<vael::metadata_item_t> access =
-        view.get_tag(view.get_description(id::acl_public), tag_id);
-    if (!access.empty() && access.front().value.as_string() == "r") mark = 3;
+  if (view.has_description(id::acl_public)) {
+    access_ = view.get_first_value_of_each_tag(view.get_description(id::acl_public));
   }
-  if (markAllForSync && mark == 0) mark = 1;
+}
+
+int TagSyncMarks::mark(int tag_id) const {
+  const auto status = status_.find(tag_id);
+  int mark = status == status_.end() ? 0 : status->second.as_int();
+  if (mark == 1) {
+    const auto access = access_.find(tag_id);
+    if (access != access_.end() && access->second.as_string() == "r") mark = 3;
+  }
+  if (mark_all_ && mark == 0) mark = 1;
   return mark;
 }
 
 void WriteLocalTagTree(const vael::connection_handle& handle, const std::vector<vael::tag>& tags,
-                       int height, bool markAllForSync, std::string& out) {
+                       int height, const TagSyncMarks& marks, std::string& out) {
   const std::string height_text = std::to_string(height);
   std::string name;
   for (const vael::tag& tag : tags) {
@@ -108,12 +113,11 @@ void WriteLocalTagTree(const vael::connection_handle& handle, const std::vector<
     if (type == vael_util::type_name::collection_group) online_id.clear();
     append_attribute(out, "\n onlineid =\"", online_id);
     append_attribute(out, "\n height =\"", height_text);
-    append_attribute(out, "\n ismarkedforsync =\"",
-                     std::to_string(TagSyncMark(handle, tag_id, markAllForSync)));
+    append_attribute(out, "\n ismarkedforsync =\"", std::to_string(marks.mark(tag_id)));
     out += '>';
 
     const std::vector<vael::tag> children = tag.get_children();
-    if (!children.empty()) WriteLocalTagTree(handle, children, height + 1, markAllForSync, out);
+    if (!children.empty()) WriteLocalTagTree(handle, children, height + 1, marks, out);
     out += "\n</tag>";
   }
 }
@@ -182,7 +186,8 @@ error_code GetXMLForSyncPrefs(std::string folder, std::string& localXml, std::st
     const vael::custom_tag_namespace albums =
         vael::get_custom_tag_namespace(handle, vael_util::ns_name::collection);
     local += "\n<tagnamespace type=\"collection_tag\">";
-    WriteLocalTagTree(handle, albums.get_children(), 1, markAllForSync, local);
+    WriteLocalTagTree(handle, albums.get_children(), 1, TagSyncMarks(handle, markAllForSync),
+                      local);
     local += "\n</tagnamespace>\n</tagsdata>\n</syncsettings>";
     read.end();
     localXml += local;

@@ -6,6 +6,7 @@
 
 #include "catalog/connection_handle.h"
 #include "catalog/tag.h"
+#include "dbl/entry_data.h"
 #include "preferences/ksv_bridge.h"
 #include "preferences/library_state.h"
 
@@ -26,12 +27,25 @@ void WriteOnlineTagTree(const std::vector<ksv_map>& tags, int height, std::strin
 // each tag comes from the sync agent's album store.
 // REQUIRES: the description sync:HalcynTagSyncStatus exists. Throws what reading the catalog
 // throws.
+class TagSyncMarks;
 void WriteLocalTagTree(const vael::connection_handle& handle, const std::vector<vael::tag>& tags,
-                       int height, bool markAllForSync, std::string& out);
+                       int height, const TagSyncMarks& marks, std::string& out);
 
-// The mark the screen shows for a tag: its sync status (0 when it has none), 3 for a status of
-// 1 on a shared flat album (omb:aclPublic "r"), and 1 in place of 0 when `markAllForSync`.
-// REQUIRES: the description sync:HalcynTagSyncStatus exists.
-int TagSyncMark(const vael::connection_handle& handle, int tag_id, bool markAllForSync);
+// The marks the screen shows, read for every tag at once: a tree of thousands of albums would
+// otherwise cost a query per album.
+class TagSyncMarks {
+ public:
+  // REQUIRES: the description sync:HalcynTagSyncStatus exists.
+  TagSyncMarks(const vael::connection_handle& handle, bool markAllForSync);
+
+  // The tag's sync status (0 when it has none), 3 for a status of 1 on a shared flat album
+  // (omb:aclPublic "r"), and 1 in place of 0 when `markAllForSync`.
+  int mark(int tag_id) const;
+
+ private:
+  std::map<int, dbl::entry_data> status_;
+  std::map<int, dbl::entry_data> access_;
+  bool mark_all_;
+};
 
 }  // namespace vantor_prefs
