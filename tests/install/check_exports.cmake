@@ -9,6 +9,7 @@ set(expected
   GetSyncPrefsFromString
   GetXMLForSyncPrefs
   IsValidMediaForSync
+  SaveSyncPrefs
   SetSyncPrefs
   UpdateOmbSyncCreationSetting)
 
