@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -65,16 +66,15 @@ vael::tag_type_t TypeOf(const TagSelectionEntry& entry) {
   return type;
 }
 
-// Makes the entry's tag under the tag `parent_id`, or at the top of collection_ns when 0, and
-// stores its id in the entry.
-void CreateTag(TagSelectionEntry& entry, int parent_id) {
+// Makes the entry's tag at the top of collection_ns, or under the tag `parent_id` when one is
+// given, and stores its id in the entry.
+void CreateTag(TagSelectionEntry& entry, std::optional<int> parent_id) {
   int id = 0;
   Committed([&] {
     const vael::tag made =
-        parent_id == 0
-            ? vael_util::create_or_load_ns(Catalog(), vael_util::ns_name::collection)
-                  .create_tag(entry.label, TypeOf(entry))
-            : vael::get_tag(Catalog(), parent_id).create_child(entry.label, TypeOf(entry));
+        parent_id ? vael::get_tag(Catalog(), *parent_id).create_child(entry.label, TypeOf(entry))
+                  : vael_util::create_or_load_ns(Catalog(), vael_util::ns_name::collection)
+                        .create_tag(entry.label, TypeOf(entry));
     id = made.get_id();
   });
   entry.localid = std::to_string(id);
@@ -90,9 +90,10 @@ void CreateLocalTags(TagSelectionEntry& entry) {
   for (std::size_t i = 0; i < gTagSelectionStack.size(); ++i) {
     TagSelectionEntry& ancestor = gTagSelectionStack[i];
     if (!ancestor.localid.empty()) continue;
-    CreateTag(ancestor, i == 0 ? 0 : IdOf(gTagSelectionStack[i - 1]));
+    CreateTag(ancestor, i == 0 ? std::nullopt : std::optional(IdOf(gTagSelectionStack[i - 1])));
   }
-  CreateTag(entry, gTagSelectionStack.empty() ? 0 : IdOf(gTagSelectionStack.back()));
+  CreateTag(entry, gTagSelectionStack.empty() ? std::nullopt
+                                              : std::optional(IdOf(gTagSelectionStack.back())));
 }
 
 void WriteTagValue(const char* identifier, int data_type, int tag_id,
