@@ -23,5 +23,6 @@ command album_command();
 command online_command();
 command server_time_command();
 command sync_albums_command();
+command save_command();
 
 }  // namespace vantor_cli

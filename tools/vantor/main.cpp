@@ -15,15 +15,15 @@ vantor_cli::command root_command() {
   root.details =
       "Settings live under $VANTOR_SETTINGS_ROOT (default: $XDG_CONFIG_HOME/norvane/registry).\n"
       "Exit status: 0 on success, 1 for a 'no' answer, 2 on any error.";
-  root.children = {vantor_cli::prefs_command(),      vantor_cli::eligible_command(),
-                   vantor_cli::settings_command(),   vantor_cli::sync_catalog_command(),
-                   vantor_cli::catalog_command(),    vantor_cli::volume_command(),
-                   vantor_cli::tag_command(),        vantor_cli::namespace_command(),
-                   vantor_cli::import_command(),     vantor_cli::media_command(),
-                   vantor_cli::meta_command(),       vantor_cli::stack_command(),
-                   vantor_cli::version_command(),    vantor_cli::album_command(),
-                   vantor_cli::online_command(),     vantor_cli::server_time_command(),
-                   vantor_cli::sync_albums_command()};
+  root.children = {vantor_cli::prefs_command(),       vantor_cli::eligible_command(),
+                   vantor_cli::settings_command(),    vantor_cli::sync_catalog_command(),
+                   vantor_cli::catalog_command(),     vantor_cli::volume_command(),
+                   vantor_cli::tag_command(),         vantor_cli::namespace_command(),
+                   vantor_cli::import_command(),      vantor_cli::media_command(),
+                   vantor_cli::meta_command(),        vantor_cli::stack_command(),
+                   vantor_cli::version_command(),     vantor_cli::album_command(),
+                   vantor_cli::online_command(),      vantor_cli::server_time_command(),
+                   vantor_cli::sync_albums_command(), vantor_cli::save_command()};
   return root;
 }
 
