@@ -9,12 +9,12 @@
 #include "vantor/vantor.h"
 
 namespace vantor_prefs {
-namespace {
 
-// The sync catalog of the current product version.
-constexpr int kSyncCatalogVersion = 10;
-
-}  // namespace
+std::string CatalogFilePath(const std::string& folder) {
+  std::string path = folder;
+  if (!path.empty() && path.back() != '/') path += '/';
+  return path + vantor_env::GetCatalogFileName();
+}
 
 std::string EnsureSyncCatalogInPlace() {
   const std::string current = sync_util::get_sync_catalog(kSyncCatalogVersion);
@@ -32,9 +32,7 @@ std::string EnsureSyncCatalogInPlace() {
 }
 
 std::string SyncCatalogFilePath() {
-  std::string path = sync_util::get_sync_catalog(kSyncCatalogVersion);
-  if (!path.empty() && path.back() != '/') path += '/';
-  return path + vantor_env::GetCatalogFileName();
+  return CatalogFilePath(sync_util::get_sync_catalog(kSyncCatalogVersion));
 }
 
 }  // namespace vantor_prefs

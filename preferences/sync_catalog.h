@@ -4,6 +4,12 @@
 
 namespace vantor_prefs {
 
+// The product version whose sync catalog the exports use.
+inline constexpr int kSyncCatalogVersion = 10;
+
+// The catalog file in the catalog folder `folder`, which may or may not end in a separator.
+std::string CatalogFilePath(const std::string& folder);
+
 // The catalog-in-place check of the exports that start a session with the host. When no sync
 // catalog is set, makes gCatalogFolder the sync catalog. Returns the path of the sync catalog's
 // file, read again after the check.

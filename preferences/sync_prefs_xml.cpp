@@ -3,47 +3,20 @@
 // (the default text among it) still gives every value before the fault.
 #include "preferences/sync_prefs_xml.h"
 
-#include <expat.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
-#include <limits>
-#include <memory>
 #include <string>
-#include <utility>
 
 #include "environment/file_helpers.h"
+#include "preferences/host_xml_parser.h"
 #include "vantor/vantor.h"
-
-static_assert(XML_MAJOR_VERSION > 2 || (XML_MAJOR_VERSION == 2 && XML_MINOR_VERSION >= 4),
-              "entity amplification limits need Expat 2.4 or later");
 
 namespace vantor_prefs {
 namespace {
 
-// Preference texts are a few hundred bytes and use no entities. Expat's own defaults (8 MiB
-// before the factor counts) would let one small text make megabytes of expansion per parse.
-constexpr float kMaxEntityAmplification = 100.0f;
-constexpr unsigned long long kEntityActivationThreshold = 64 * 1024;
-
 // The result of the parse under way, reset at its start and kept afterwards.
 SyncPrefs SyncPrefsParseState;
-// An exception caught in the handler, rethrown once Expat has returned.
-std::exception_ptr SyncPrefsParseFailure;
-
-// Expat 2.5 expands an entity that refers to another by recursion, so a chain of some ten
-// thousand declarations overflows the stack; it has no setting to stop that. The depth
-// cannot exceed the number of entities, which preference texts never declare: a text that
-// declares more than this many breaks off there, like any other fault.
-constexpr int kMaxEntityDeclarations = 64;
-int SyncPrefsEntityDeclarations;
-
-struct parser_deleter {
-  void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
-};
-using parser_ptr = std::unique_ptr<XML_ParserStruct, parser_deleter>;
 
 const char* BoolText(bool value) {
   return value ? "true" : "false";
@@ -130,59 +103,17 @@ void HandleStartElement(const char* name, const char** attributes) {
   }
 }
 
-// Expat frames must not be unwound by a C++ exception: keep it, stop the parser, and let
-// GetSyncPrefsFromString rethrow it after XML_Parse returned.
-void XMLCALL SyncPrefsStartElement(void* parser, const XML_Char* name, const XML_Char** atts) {
-  try {
-    HandleStartElement(name, atts);
-  } catch (...) {
-    SyncPrefsParseFailure = std::current_exception();
-    XML_StopParser(static_cast<XML_Parser>(parser), XML_FALSE);
-  }
-}
-
-void XMLCALL SyncPrefsEntityDecl(void* parser, const XML_Char*, int, const XML_Char*, int,
-                                 const XML_Char*, const XML_Char*, const XML_Char*,
-                                 const XML_Char*) {
-  if (++SyncPrefsEntityDeclarations > kMaxEntityDeclarations) {
-    XML_StopParser(static_cast<XML_Parser>(parser), XML_FALSE);
-  }
-}
-
-// The whole text with the final flag, in one call unless it is longer than Expat's int.
-void ParseAll(XML_Parser parser, const std::string& xml) {
-  constexpr size_t kMaxChunk = static_cast<size_t>(std::numeric_limits<int>::max());
-  const char* data = xml.data();
-  size_t left = xml.size();
-  while (left > kMaxChunk) {
-    if (XML_Parse(parser, data, static_cast<int>(kMaxChunk), XML_FALSE) != XML_STATUS_OK) return;
-    data += kMaxChunk;
-    left -= kMaxChunk;
-  }
-  // What the parse returns is of no interest: whatever was read before a fault stands.
-  static_cast<void>(XML_Parse(parser, data, static_cast<int>(left), XML_TRUE));
+void XMLCALL SyncPrefsStartElement(void* user_data, const XML_Char* name, const XML_Char** atts) {
+  host_xml_parser::guard(user_data, [&] { HandleStartElement(name, atts); });
 }
 
 // Fills SyncPrefsParseState from `xml`: the parser's defaults, then every start tag read
 // before the end or the first fault.
 void ParseIntoState(const std::string& xml) {
   ResetParseState();
-  SyncPrefsParseFailure = nullptr;
-  SyncPrefsEntityDeclarations = 0;
-
-  parser_ptr parser(XML_ParserCreate(nullptr));
-  if (parser == nullptr) throw std::bad_alloc();
-  XML_UseParserAsHandlerArg(parser.get());
-  XML_SetStartElementHandler(parser.get(), SyncPrefsStartElement);
-  // A DOCTYPE may declare entities; it may not make Expat read anything outside the text or
-  // expand without bound.
-  XML_SetParamEntityParsing(parser.get(), XML_PARAM_ENTITY_PARSING_NEVER);
-  XML_SetEntityDeclHandler(parser.get(), SyncPrefsEntityDecl);
-  XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser.get(), kMaxEntityAmplification);
-  XML_SetBillionLaughsAttackProtectionActivationThreshold(parser.get(), kEntityActivationThreshold);
-  ParseAll(parser.get(), xml);
-  parser.reset();
-  if (SyncPrefsParseFailure) std::rethrow_exception(std::exchange(SyncPrefsParseFailure, {}));
+  host_xml_parser parser;
+  parser.set_element_handlers(SyncPrefsStartElement, nullptr);
+  parser.parse(xml);
 }
 
 }  // namespace

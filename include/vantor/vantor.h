@@ -113,5 +113,15 @@ VANTOR_API error_code GetManualConflictResolutionXML(std::vector<int> conflicts,
                                                      std::vector<int> deletes, std::string& out,
                                                      std::string conflictFolder,
                                                      std::string& reserved);
+// Saves the preference text `prefsXml` as <sync catalog>/syncdb/<userId>.pref, then brings the
+// sync catalog in line with the album selection `tagSelectionXml` of the preference screen:
+// makes local albums (and their missing parents) for marked online albums, and writes each
+// album's sync mark and, for a shared album, what the last GetXMLForSyncPrefs learnt of it.
+// An empty text changes nothing and forgets what that call learnt. Returns success,
+// catalog_error when the sync catalog cannot be opened, or unknown_error when the file cannot
+// be written. An exception of the catalog while it applies the selection comes out as it is;
+// the albums done before it stay done.
+VANTOR_API error_code SaveSyncPrefs(std::string tagSelectionXml, std::string prefsXml,
+                                    std::string userId);
 
 }  // namespace VTL

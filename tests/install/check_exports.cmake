@@ -10,6 +10,7 @@ set(expected
   GetSyncPrefsFromString
   GetXMLForSyncPrefs
   IsValidMediaForSync
+  SaveSyncPrefs
   SetSyncPrefs
   UpdateOmbSyncCreationSetting)
 

@@ -1,7 +1,9 @@
 #include "tools/vantor/command.h"
 
 #include <boost/lexical_cast.hpp>
+#include <fstream>
 #include <iostream>
+#include <sstream>
 
 namespace vantor_cli {
 
@@ -135,6 +137,18 @@ bool parse_bool(const std::string& text, const std::string& what) {
   if (text == "true") return true;
   if (text == "false") return false;
   throw usage_error(what + " must be true or false, not '" + text + "'");
+}
+
+std::string read_text(const std::string& path) {
+  std::ostringstream text;
+  if (path.empty() || path == "-") {
+    text << std::cin.rdbuf();
+    return text.str();
+  }
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw std::runtime_error("cannot open " + path);
+  text << in.rdbuf();
+  return text.str();
 }
 
 }  // namespace vantor_cli

@@ -56,4 +56,8 @@ long long parse_integer(const std::string& text, const std::string& what);
 double parse_number(const std::string& text, const std::string& what);
 bool parse_bool(const std::string& text, const std::string& what);
 
+// The bytes of the file at `path`, or of standard input for "" or "-". Throws
+// std::runtime_error when the file cannot be opened.
+std::string read_text(const std::string& path);
+
 }  // namespace vantor_cli

@@ -26,5 +26,6 @@ command server_time_command();
 command sync_albums_command();
 command conflicts_command();
 command screen_command();
+command save_command();
 
 }  // namespace vantor_cli

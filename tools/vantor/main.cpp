@@ -38,6 +38,7 @@ vantor_cli::command root_command() {
       vantor_cli::sync_albums_command(),
       vantor_cli::conflicts_command(),
       vantor_cli::screen_command(),
+      vantor_cli::save_command(),
   };
   // clang-format on
   return root;

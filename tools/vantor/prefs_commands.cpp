@@ -1,6 +1,4 @@
-#include <fstream>
 #include <iostream>
-#include <sstream>
 
 #include "preferences/pref_files.h"
 #include "tools/vantor/commands.h"
@@ -9,18 +7,6 @@
 
 namespace vantor_cli {
 namespace {
-
-std::string read_text(const std::string& path) {
-  std::ostringstream text;
-  if (path.empty() || path == "-") {
-    text << std::cin.rdbuf();
-    return text.str();
-  }
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw std::runtime_error("cannot open " + path);
-  text << in.rdbuf();
-  return text.str();
-}
 
 // The parser's defaults overlaid with `text`: what a host gets for that text.
 SyncPrefs parse_prefs(const std::string& text) {
