@@ -4,12 +4,14 @@
 #include <cstdint>
 #include <exception>
 #include <fstream>
+#include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "catalog/connection.h"
+#include "catalog/internal_connection.h"
 #include "catalog/media.h"
 #include "catalog/metadata_view.h"
 #include "catalog/version_stack.h"
@@ -126,11 +128,8 @@ std::string id_text(int id, int top) {
 }
 
 }  // namespace
-}  // namespace vantor_prefs
 
-namespace VTL {
-
-int getVersionSetTop(const vael::connection_handle& connection, int mediaId) {
+int VersionSetTop(const vael::connection_handle& connection, int mediaId) {
   try {
     if (!vael::version_stack::is_media_in_version_stack(connection, mediaId)) return mediaId;
     const std::vector<int> ids =
@@ -139,6 +138,18 @@ int getVersionSetTop(const vael::connection_handle& connection, int mediaId) {
   } catch (...) {
     return mediaId;
   }
+}
+
+}  // namespace vantor_prefs
+
+namespace VTL {
+
+int getVersionSetTop(std::shared_ptr<vael::internal_connection*> connection, int mediaId) {
+  if (connection == nullptr) return mediaId;
+  // The host hands over the catalog state itself; the model reaches it through a slot.
+  auto slot = std::make_shared<vael::connection_slot>();
+  slot->connection = *connection;
+  return vantor_prefs::VersionSetTop(slot, mediaId);
 }
 
 error_code GetManualConflictResolutionXML(std::vector<int> conflicts, std::vector<int> deletes,
@@ -155,7 +166,7 @@ error_code GetManualConflictResolutionXML(std::vector<int> conflicts, std::vecto
   const vael::connection_handle& handle = scope->get().handle();
 
   for (const int c : conflicts) {
-    const int top = getVersionSetTop(handle, c);
+    const int top = vantor_prefs::VersionSetTop(handle, c);
     const std::string element = std::to_string(c);
     out += "<Conflict" + element + ">" + id_text(c, top);
     append_local_text(handle, top, out);
@@ -164,7 +175,7 @@ error_code GetManualConflictResolutionXML(std::vector<int> conflicts, std::vecto
   }
   out += "</Conflicts><Deletions>";
   for (const int d : deletes) {
-    const int top = getVersionSetTop(handle, d);
+    const int top = vantor_prefs::VersionSetTop(handle, d);
     std::string local;
     if (!append_local_text(handle, top, local) || local.empty()) continue;
     const std::string element = std::to_string(d);

@@ -2,10 +2,10 @@
 
 #include "catalog/connection_handle.h"
 
-namespace VTL {
+namespace vantor_prefs {
 
 // The first (newest) member of the version stack holding `mediaId`, or `mediaId` itself when
 // it is in none. Any failure of the catalog also gives `mediaId`: never throws.
-int getVersionSetTop(const vael::connection_handle& connection, int mediaId);
+int VersionSetTop(const vael::connection_handle& connection, int mediaId);
 
-}  // namespace VTL
+}  // namespace vantor_prefs

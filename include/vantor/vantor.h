@@ -5,6 +5,7 @@
 // dependencies.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,11 @@ struct SyncPrefs {
   std::string curCatalogGUID;
   int deleteMediaPref;  // carried for the host, never interpreted here
 };
+
+// The catalog state a sync component holds; opaque to hosts, which only pass it back.
+namespace vael {
+class internal_connection;
+}
 
 namespace VTL {
 
@@ -100,6 +106,12 @@ VANTOR_API bool IsValidMediaForSync(const SyncPrefs& prefs, long long fileSize,
 // the call fails.
 VANTOR_API bool GetCurrentServerTimeFromKSV(std::string& time);
 
+// The top (newest member) of the version stack holding `mediaId` in the catalog `connection`
+// points to, or `mediaId` itself when it is in none, when `connection` is empty, or when the
+// catalog fails: never throws.
+VANTOR_API int getVersionSetTop(std::shared_ptr<vael::internal_connection*> connection,
+                                int mediaId);
+
 // Replaces `out` with what the host's conflict dialog shows: for each id of `conflicts` (changed
 // on both sides) a <ConflictN> element, for each of `deletes` a <DeleteN> element, in the
 // given order. Each names the id asked about and the top of its version stack, and describes
@@ -113,6 +125,7 @@ VANTOR_API error_code GetManualConflictResolutionXML(std::vector<int> conflicts,
                                                      std::vector<int> deletes, std::string& out,
                                                      std::string conflictFolder,
                                                      std::string& reserved);
+
 // Saves the preference text `prefsXml` as <sync catalog>/syncdb/<userId>.pref, then brings the
 // sync catalog in line with the album selection `tagSelectionXml` of the preference screen:
 // makes local albums (and their missing parents) for marked online albums, and writes each

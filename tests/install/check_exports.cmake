@@ -12,7 +12,8 @@ set(expected
   IsValidMediaForSync
   SaveSyncPrefs
   SetSyncPrefs
-  UpdateOmbSyncCreationSetting)
+  UpdateOmbSyncCreationSetting
+  getVersionSetTop)
 
 find_program(NM nm REQUIRED)
 execute_process(COMMAND ${NM} -DC --defined-only ${LIBRARY}

@@ -127,10 +127,13 @@ TEST_F(ConflictXml, DescribesTheTopOfEachItemWithItsOnlineFacts) {
 
 TEST_F(ConflictXml, VersionSetTopFallsBackToTheIdAsked) {
   vael::connection c(env_.box().path("cat/catalog.omb14db"));
-  EXPECT_EQ(VTL::getVersionSetTop(c.handle(), a_), b_);
-  EXPECT_EQ(VTL::getVersionSetTop(c.handle(), b_), b_);
-  EXPECT_EQ(VTL::getVersionSetTop(c.handle(), c_), c_);
-  EXPECT_EQ(VTL::getVersionSetTop(nullptr, a_), a_) << "a catalog error is swallowed";
+  const auto state = std::make_shared<vael::internal_connection*>(&c.get());
+  EXPECT_EQ(VTL::getVersionSetTop(state, a_), b_);
+  EXPECT_EQ(VTL::getVersionSetTop(state, b_), b_);
+  EXPECT_EQ(VTL::getVersionSetTop(state, c_), c_);
+  EXPECT_EQ(VTL::getVersionSetTop(nullptr, a_), a_);
+  EXPECT_EQ(VTL::getVersionSetTop(std::make_shared<vael::internal_connection*>(nullptr), a_), a_)
+      << "a catalog error is swallowed";
 }
 
 TEST_F(ConflictXml, AMissingCatalogGivesCatalogErrorAndOnlyTheOpening) {
