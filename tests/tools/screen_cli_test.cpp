@@ -89,4 +89,34 @@ TEST_F(ScreenCliTest, PrintsBothTextsAndTheTreesOrTheResultName) {
             "Vantor : Change Sync Catalog required\nvantor: change_catalog_required (7)\n");
 }
 
+TEST_F(ScreenCliTest, SaveAfterTheScreenInOneProcessKnowsWhichAlbumsAreShared) {
+  const std::string folder = box_.path("cat");
+  const std::string strand = "software\\norvane\\Strand";
+  setup({"catalog", "create", folder});
+  setup({"settings", "set", strand, "UserName", "ann"});
+  setup({"settings", "set", strand, "EncryptedTicketVector", "t-1"});
+  setup({"online", "set", "ticket", "t-1"});
+  setup({"online", "add-album", "--title", "Shared", "--online-id", "s1", "--access", "r"});
+  setup({"screen", folder});  // makes `folder` the sync catalog
+  box_.write_file("prefs.xml", "<prefs/>");
+  const auto save_marking = [&](const std::string& label, bool screen) {
+    box_.write_file("selection.xml", "<s><tag localid=\"\" onlineid=\"s1\" parents=\"\" label=\"" +
+                                         label +
+                                         "\" state=\"1\" flag=\"false\" "
+                                         "type=\"collection\"/></s>");
+    std::vector<std::string> args = {"save", "--selection", box_.path("selection.xml"), "--prefs",
+                                     box_.path("prefs.xml")};
+    if (screen) args.insert(args.end(), {"--screen", folder});
+    setup(args);
+  };
+  save_marking("Alone", false);
+  save_marking("After the screen", true);
+  const std::string tree = run({"screen", folder, "--tree"}).out;
+  EXPECT_NE(tree.find("Alone  (collection, id"), std::string::npos) << tree;
+  EXPECT_NE(tree.find(", online s1, mark 1)\n  After the screen"), std::string::npos) << tree;
+  EXPECT_NE(tree.find("After the screen  (collection, id"), std::string::npos);
+  EXPECT_NE(tree.rfind(", online s1, mark 3)\n"), std::string::npos)
+      << "a shared flat album is saved with status 3 only when the screen came first";
+}
+
 }  // namespace

@@ -6,32 +6,11 @@
 #include <vector>
 
 #include "tools/vantor/commands.h"
+#include "tools/vantor/error_names.h"
 #include "vantor/vantor.h"
 
 namespace vantor_cli {
 namespace {
-
-const char* code_name(VTL::error_code code) {
-  switch (code) {
-    case VTL::success:
-      return "success";
-    case VTL::no_valid_user:
-      return "no_valid_user";
-    case VTL::unknown_error:
-      return "unknown_error";
-    case VTL::invalid_argument:
-      return "invalid_argument";
-    case VTL::not_logged_in:
-      return "not_logged_in";
-    case VTL::invalid_credentials:
-      return "invalid_credentials";
-    case VTL::catalog_error:
-      return "catalog_error";
-    case VTL::change_catalog_required:
-      return "change_catalog_required";
-  }
-  return "unknown code";
-}
 
 std::string attribute(const QXmlStreamReader& reader, const char* name) {
   return reader.attributes().value(QLatin1String(name)).toString().toStdString();
