@@ -1,5 +1,6 @@
 #pragma once
 
+#include <benchmark/benchmark.h>
 #include <sqlite3.h>
 #include <stdlib.h>
 
@@ -73,5 +74,37 @@ inline std::vector<int> step_ints(sqlite3_stmt* s) {
   sqlite3_reset(s);
   return out;
 }
+
+// What a catalog commit does by hand: move the counter, date the new id, look for the pruning
+// row. The caller stamps its changed rows with the id.
+class raw_commit {
+ public:
+  explicit raw_commit(raw_connection& c)
+      : read_(c.prepare("SELECT change_id FROM change_table WHERE change_type = 'db_changed'")),
+        move_(c.prepare("UPDATE change_table SET change_id = ? WHERE change_type = 'db_changed'")),
+        date_(c.prepare("INSERT INTO db_change_timestamp_table (change_id, change_date_time) "
+                        "VALUES (?, '2020-01-01T00:00:00')")),
+        match_(c.prepare("SELECT change_id FROM db_change_timestamp_table WHERE change_id = ?")) {}
+
+  int next_id() {
+    sqlite3_step(read_);
+    const int id = sqlite3_column_int(read_, 0) + 1;
+    sqlite3_reset(read_);
+    sqlite3_bind_int(move_, 1, id);
+    step_done(move_);
+    sqlite3_bind_int(date_, 1, id);
+    step_done(date_);
+    sqlite3_bind_int(match_, 1, id - 11000);
+    benchmark::DoNotOptimize(sqlite3_step(match_));
+    sqlite3_reset(match_);
+    return id;
+  }
+
+ private:
+  sqlite3_stmt* read_;
+  sqlite3_stmt* move_;
+  sqlite3_stmt* date_;
+  sqlite3_stmt* match_;
+};
 
 }  // namespace vantor_bench

@@ -129,33 +129,7 @@ void expect_piles(benchmark::State& state, const std::string& path) {
   if (wrong != 0 || piles != kStacks) state.SkipWithError("wrong piles");
 }
 
-// What a commit does by hand: move the counter, date the new id, look for the pruning row.
-class raw_commit {
- public:
-  explicit raw_commit(raw_connection& c)
-      : read_(c.prepare("SELECT change_id FROM change_table WHERE change_type = 'db_changed'")),
-        move_(c.prepare("UPDATE change_table SET change_id = ? WHERE change_type = 'db_changed'")),
-        date_(c.prepare("INSERT INTO db_change_timestamp_table (change_id, change_date_time) "
-                        "VALUES (?, '2020-01-01T00:00:00')")),
-        match_(c.prepare("SELECT change_id FROM db_change_timestamp_table WHERE change_id = ?")) {}
-
-  int next_id() {
-    const int id = step_int(read_) + 1;
-    sqlite3_bind_int(move_, 1, id);
-    step_done(move_);
-    sqlite3_bind_int(date_, 1, id);
-    step_done(date_);
-    sqlite3_bind_int(match_, 1, id - 11000);
-    benchmark::DoNotOptimize(step_int(match_));
-    return id;
-  }
-
- private:
-  sqlite3_stmt* read_;
-  sqlite3_stmt* move_;
-  sqlite3_stmt* date_;
-  sqlite3_stmt* match_;
-};
+using vantor_bench::raw_commit;
 
 // By hand: refuse stacked or versioned media, add the tag after its last sibling, write the
 // members, give each the top's date, stamp the changed media and tags at the end.
