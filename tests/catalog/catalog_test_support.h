@@ -1,6 +1,8 @@
 #pragma once
 
 #include <boost/date_time/posix_time/posix_time.hpp>
+#include <exception>
+#include <functional>
 #include <string>
 
 #include "catalog/connection.h"
@@ -11,6 +13,16 @@
 #include "tests/support/sandbox.h"
 
 namespace vael_test {
+
+// The text of what `call` throws, or "(no error)", so that a refusal is checked by its words.
+inline std::string message_of(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const std::exception& e) {
+    return e.what();
+  }
+  return "(no error)";
+}
 
 // A new catalog file in the sandbox: an empty file becomes a catalog at its first open.
 inline std::string new_catalog(const vantor_test::sandbox& box, const std::string& name) {

@@ -17,17 +17,10 @@
 
 namespace {
 
+using vael_test::message_of;
+
 namespace pt = boost::posix_time;
 using vael::media;
-
-std::string message_of(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const std::exception& e) {
-    return e.what();
-  }
-  return "(no error)";
-}
 
 class Media : public vael_test::tag_catalog {
  protected:

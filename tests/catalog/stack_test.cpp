@@ -16,20 +16,13 @@
 
 namespace {
 
+using vael_test::message_of;
+
 namespace pt = boost::posix_time;
 using vael::media;
 using vael::media_stack;
 using vael::version_stack;
 using ids = std::vector<int>;
-
-std::string message_of(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const std::exception& e) {
-    return e.what();
-  }
-  return "(no error)";
-}
 
 class Stacks : public vael_test::tag_catalog {
  protected:

@@ -16,6 +16,8 @@
 
 namespace {
 
+using vael_test::message_of;
+
 using vael_test::album_group_type;
 using vael_test::album_type;
 using vael_test::misc_leaf_type;
@@ -24,15 +26,6 @@ using vael_test::person_type;
 std::vector<int> sorted(std::vector<int> ids) {
   std::sort(ids.begin(), ids.end());
   return ids;
-}
-
-std::string message_of(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const std::exception& e) {
-    return e.what();
-  }
-  return "(no error)";
 }
 
 class Tags : public vael_test::tag_catalog {
