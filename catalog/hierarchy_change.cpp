@@ -9,15 +9,17 @@
 namespace vael {
 namespace {
 
-// Tags in and under the namespace; a tag that cannot have children counts as a leaf whatever
-// rows name it as parent. UNION, not UNION ALL, so that rows damaged into a cycle end the
-// recursion instead of looping.
+// Tags under the namespace; a tag that cannot have children counts as a leaf whatever rows
+// name it as parent. Every tag has one parent, so the walk can revisit a tag only through a
+// cycle back to the root: not descending from the root again lets UNION ALL skip the cost of
+// a dedup table and still end on rows damaged into a cycle.
 const char count_below_sql[] =
     "WITH RECURSIVE below(id, can_have_children) AS (\n"
     " SELECT id, can_have_children FROM tag_table WHERE parent_id = :parent_id\n"
-    " UNION\n"
+    " UNION ALL\n"
     " SELECT tag_table.id, tag_table.can_have_children FROM tag_table\n"
-    " INNER JOIN below ON tag_table.parent_id = below.id AND below.can_have_children = 1)\n"
+    " INNER JOIN below ON tag_table.parent_id = below.id AND below.can_have_children = 1\n"
+    "  AND below.id <> :parent_id)\n"
     "SELECT COUNT(*) FROM below";
 
 std::size_t count_namespace(const custom_tag_namespace& ns) {

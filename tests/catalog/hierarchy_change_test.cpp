@@ -127,6 +127,28 @@ TEST_F(HierarchyChange, FailedChangeLeavesRowsAndCachesAsBefore) {
   EXPECT_FALSE(vael::is_in_tag_hierarchy_change(h()));
 }
 
+// The count a change is checked against: leaves under a tag that cannot have children do not
+// count, and rows damaged into a cycle through the namespace still give an answer.
+TEST_F(HierarchyChange, CountsTheNamespaceOnceEvenThroughDamagedRows) {
+  const auto counted = [&] {
+    std::size_t n = 0;
+    write([&] {
+      vael::start_tag_hierarchy_change(h(), people);
+      n = vael::get_connection(h()).hierarchy_tag_count;
+      vael::finish_tag_hierarchy_change(h());
+    });
+    return n;
+  };
+  EXPECT_EQ(counted(), 4U);
+  const std::string stray = "UPDATE tag_table SET parent_id = " + std::to_string(carl.get_id()) +
+                            " WHERE id = " + std::to_string(u.get_id());
+  vael_test::run(db(), stray);
+  EXPECT_EQ(counted(), 4U) << "a row under a leaf type counts";
+  vael_test::run(db(), "UPDATE tag_table SET parent_id = " + std::to_string(kids.get_id()) +
+                           " WHERE id = " + std::to_string(people.base().get_id()));
+  EXPECT_EQ(counted(), 5U) << "the cycle back to the namespace counts it once, and ends";
+}
+
 TEST_F(HierarchyChange, RefusesChangesNotStartedOrOnNothing) {
   struct refused {
     const char* name;
