@@ -23,10 +23,11 @@ constexpr int kProgressStep = 100;
 // ISO extended text; a special value has no time part and goes out as its name alone.
 std::string timestamp_text(const boost::posix_time::ptime& t) {
   if (t.is_special()) return boost::gregorian::to_iso_extended_string(t.date());
-  // The same few times are bound again and again (a stack's top dates go into the sort row
-  // of every member), and boost formats through a stream, which costs more than the
-  // statement; so the last two texts are kept.
-  thread_local std::array<std::pair<boost::posix_time::ptime, std::string>, 2> recent;
+  // The same few times are bound again and again (the unknown-date bounds of every new media
+  // and of both its sort rows, a stack's top dates on each member, a file date), and boost
+  // formats through a stream, which costs more than the statement; so the last eight texts
+  // are kept. Fewer than the times in one rotation would miss on every bind.
+  thread_local std::array<std::pair<boost::posix_time::ptime, std::string>, 8> recent;
   thread_local std::size_t next = 0;
   for (const auto& [time, text] : recent) {
     if (!text.empty() && time == t) return text;
