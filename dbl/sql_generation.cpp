@@ -1,5 +1,6 @@
 #include "dbl/sql_generation.h"
 
+#include <cstdint>
 #include <optional>
 #include <stdexcept>
 
@@ -122,30 +123,44 @@ generated_sql insert_sql(database_implementer& impl, const table_description& ta
   }
   generated_sql out;
   out.params.reserve(values.size());
-  std::string& sql = out.text;
-  sql.reserve(64 + 24 * columns.size());
-  sql += "INSERT INTO ";
-  sql += table.name();
-  sql += "\n\t(";
+  std::vector<bool> bound(columns.size());
   for (std::size_t i = 0; i < columns.size(); ++i) {
-    if (i != 0) sql += ", ";
-    sql += columns[i].name();
-  }
-  sql += ")\n\tVALUES (";
-  for (std::size_t i = 0; i < columns.size(); ++i) {
-    if (i != 0) sql += ", ";
     if (!keep_ids && is_new_auto_id(columns[i])) {
       values[i] = entry_data(static_cast<int>(impl.next_auto_id()));
-      sql += "? ";
-      out.params.push_back(values[i]);
     } else if (values[i].is_null()) {
-      sql += "NULL ";
-    } else {
-      sql += "? ";
-      out.params.push_back(values[i]);
+      continue;
     }
+    bound[i] = true;
+    out.params.push_back(values[i]);
   }
-  sql += ")\n";
+  const auto text = [&] {
+    std::string sql;
+    sql.reserve(64 + 24 * columns.size());
+    sql += "INSERT INTO ";
+    sql += table.name();
+    sql += "\n\t(";
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      if (i != 0) sql += ", ";
+      sql += columns[i].name();
+    }
+    sql += ")\n\tVALUES (";
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      if (i != 0) sql += ", ";
+      sql += bound[i] ? "? " : "NULL ";
+    }
+    sql += ")\n";
+    return sql;
+  };
+  if (columns.size() > 64) {
+    out.text = text();
+  } else {
+    // The text depends only on which cells are bound, so it is kept with the table.
+    std::uint64_t key = 0;
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      if (bound[i]) key |= std::uint64_t{1} << i;
+    }
+    out.text = *table.insert_texts().get(key, text);
+  }
   return out;
 }
 

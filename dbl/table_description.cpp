@@ -81,6 +81,7 @@ table_description::table_description(std::string name, std::int32_t no_auto_id, 
 
 table_description::state& table_description::writable() {
   if (state_.use_count() > 1) state_ = std::make_shared<state>(*state_);
+  state_->insert_texts = std::make_shared<generated_text_memo>();
   return *state_;
 }
 

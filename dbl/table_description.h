@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <typeinfo>
 #include <vector>
@@ -97,6 +98,26 @@ class foreign_key_description {
   std::int32_t relation_;
 };
 
+// SQL texts generated from one table description, each filed under a key that says which
+// variant it is (for an INSERT, which cells go in as NULL). A job that writes many rows of
+// one table then builds each text once. Thread-safe; texts are never dropped.
+class generated_text_memo {
+ public:
+  template <typename Make>
+  std::shared_ptr<const std::string> get(std::uint64_t key, Make make) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (const auto& [k, text] : texts_) {
+      if (k == key) return text;
+    }
+    texts_.emplace_back(key, std::make_shared<const std::string>(make()));
+    return texts_.back().second;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::vector<std::pair<std::uint64_t, std::shared_ptr<const std::string>>> texts_;
+};
+
 // Everything the layer knows of a table: name, columns in creation order, whether it has the
 // implicit `id` column, and its named multi-column indexes. Copies share their state until
 // one of them changes.
@@ -119,6 +140,8 @@ class table_description {
   }
   std::size_t column_count() const { return state_->columns.size(); }
   const index_map& indexes() const { return state_->indexes; }
+  // Texts generated from the columns as they stand; a change of columns starts a new memo.
+  generated_text_memo& insert_texts() const { return *state_->insert_texts; }
 
   // Throws std::logic_error when a column of that name exists already.
   void add_column(const column_description& column);
@@ -139,6 +162,7 @@ class table_description {
     std::vector<column_description> columns;
     index_map indexes;
     std::map<std::string, int, std::less<>> positions;
+    std::shared_ptr<generated_text_memo> insert_texts = std::make_shared<generated_text_memo>();
   };
 
   state& writable();
