@@ -1,8 +1,12 @@
 #include "catalog/metadata_view.h"
 
 #include <cstdint>
+#include <memory>
+#include <mutex>
 #include <stdexcept>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "catalog/internal_connection.h"
 #include "catalog/schema/schema_names.h"
@@ -83,6 +87,39 @@ std::vector<metadata_item_t> items_of(dbl::query& q, const metadata_description_
     items.push_back(metadata_item_t{row[1], description, row[0].as_int()});
   }
   return items;
+}
+
+// The query of get_items_sql() with its result columns, built once for each combination:
+// owners are read once for every value a job writes or reads.
+const dbl::query_shape& items_shape(bool with_value, const metadata_description_t& description,
+                                    const char* association_table, const char* key_column) {
+  struct entry {
+    bool with_value;
+    metadata_data_type type;
+    std::string association_table;
+    std::unique_ptr<const dbl::query_shape> shape;
+  };
+  static std::mutex mutex;
+  static std::vector<entry> shapes;
+  const metadata_data_type type = description.get_data_type();
+  std::lock_guard<std::mutex> lock(mutex);
+  for (const entry& e : shapes) {
+    if (e.with_value == with_value && e.type == type && e.association_table == association_table) {
+      return *e.shape;
+    }
+  }
+  std::vector<dbl::column_description> columns{dbl::column_description(
+      col::id, typeid(int), 0, dbl::no_constraint, dbl::not_in_primary_key, dbl::not_indexed)};
+  if (with_value) {
+    columns.emplace_back(col::value, value_kind_of(type), 0, dbl::no_constraint,
+                         dbl::not_in_primary_key, dbl::not_indexed);
+  }
+  shapes.push_back(entry{
+      with_value, type, association_table,
+      std::make_unique<const dbl::query_shape>(
+          metadata_view_t::get_items_sql(with_value, description, association_table, key_column),
+          std::move(columns))});
+  return *shapes.back().shape;
 }
 
 }  // namespace
@@ -221,9 +258,8 @@ bool metadata_view_t::have_items(const metadata_description_t& description,
                                  const char* association_table, const char* key_column,
                                  int owner_id) const {
   dbl::query q(get_connection(handle_).database(),
-               get_items_sql(false, description, association_table, key_column), true);
+               items_shape(false, description, association_table, key_column), true);
   q.bind(":assc_id", owner_id).bind(":md_desc_id", description.get_id());
-  q.add_column(col::id, typeid(int));
   return q.begin() != q.end();
 }
 
@@ -232,10 +268,8 @@ std::vector<metadata_item_t> metadata_view_t::get_items(const metadata_descripti
                                                         const char* key_column,
                                                         int owner_id) const {
   dbl::query q(get_connection(handle_).database(),
-               get_items_sql(true, description, association_table, key_column), true);
+               items_shape(true, description, association_table, key_column), true);
   q.bind(":assc_id", owner_id).bind(":md_desc_id", description.get_id());
-  q.add_column(col::id, typeid(int));
-  q.add_column(col::value, value_kind_of(description.get_data_type()));
   return items_of(q, description);
 }
 

@@ -16,6 +16,13 @@ query::query(database db, std::string sql, bool large_cache)
       sql_(std::make_shared<const std::string>(std::move(sql))),
       large_cache_(large_cache) {}
 
+query_shape::query_shape(std::string text, std::vector<column_description> result_columns)
+    : sql(std::make_shared<const std::string>(std::move(text))),
+      columns(std::make_shared<const std::vector<column_description>>(std::move(result_columns))) {}
+
+query::query(database db, const query_shape& shape, bool large_cache)
+    : db_(std::move(db)), sql_(shape.sql), columns_(shape.columns), large_cache_(large_cache) {}
+
 query& query::bind(const entry_data& value) {
   params_.push_back(value);
   return *this;

@@ -44,6 +44,14 @@ class query_iterator {
   std::shared_ptr<sql_result_t> result_;
 };
 
+// The unchanging half of a query that a job runs many times: its text and result columns,
+// made once and shared by every query built from it.
+struct query_shape {
+  query_shape(std::string sql, std::vector<column_description> columns);
+  std::shared_ptr<const std::string> sql;
+  column_list columns;
+};
+
 // A statement with its parameters and the kinds of its result columns. Every value from
 // outside goes in through bind(); the text is never built from values. Result cells come
 // back as the declared kinds (see sqlite_implementer for the storage rules).
@@ -52,6 +60,7 @@ class query {
   // `large_cache` keeps the compiled statement among the 5000 long-lived ones rather than
   // the 20 ordinary ones; use it for texts that a job repeats many times.
   query(database db, std::string sql, bool large_cache = false);
+  query(database db, const query_shape& shape, bool large_cache = false);
 
   // Appends a positional parameter (?1, ?2, ... in order).
   query& bind(const entry_data& value);
