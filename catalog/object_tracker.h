@@ -5,6 +5,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "catalog/object_cache.h"
 
@@ -34,9 +35,23 @@ class object_tracker {
   void drop_caches();
 
  private:
+  using cache_list = std::vector<std::shared_ptr<object_cache>>;
+
+  // REQUIRES: mutex_ held.
+  void refresh_cache_list();
+  // Sorts the changed ids and drops repeats. REQUIRES: mutex_ held.
+  void compact_changed_ids() const;
+
   mutable std::mutex mutex_;
   std::map<std::string, std::shared_ptr<object_cache>> caches_;
-  std::set<int> changed_ids_;
+  // The caches of caches_, rebuilt when it changes, so that marking a row changed, which
+  // every write does, walks them without copying the map.
+  std::shared_ptr<const cache_list> cache_list_ = std::make_shared<const cache_list>();
+  // Appended as marked, sorted and made unique when read: a write marks the same row many
+  // times, and a set would pay a tree walk for each.
+  mutable std::vector<int> changed_ids_;
+  mutable bool changed_ids_sorted_ = true;
+  mutable std::size_t compacted_size_ = 0;
 };
 
 }  // namespace vael

@@ -84,6 +84,29 @@ TEST(ObjectTracker, ChangedIdsLeaveEveryCacheOfTheTracker) {
   EXPECT_TRUE(tracker.changed_ids().empty());
 }
 
+// Rows are marked in any order and many times over; the commit must see each once.
+TEST(ObjectTracker, ChangedIdsAreEachRowOnceWhateverTheOrderOfMarks) {
+  vael::object_tracker tracker;
+  std::set<int> expected;
+  for (int round = 0; round < 3; ++round) {
+    for (int id = 20000; id > 0; id -= 3) {
+      tracker.mark_changed(id);
+      tracker.mark_changed(id % 7);
+      expected.insert(id);
+      expected.insert(id % 7);
+    }
+  }
+  tracker.mark_changed(5);
+  EXPECT_EQ(tracker.changed_ids(), expected);
+  tracker.mark_changed(-1);
+  expected.insert(-1);
+  EXPECT_EQ(tracker.changed_ids(), expected) << "marks after a read";
+  tracker.clear_changed_ids();
+  tracker.mark_changed(3);
+  tracker.mark_changed(1);
+  EXPECT_EQ(tracker.changed_ids(), (std::set<int>{1, 3}));
+}
+
 TEST(InternalConnection, ClearCachesEmptiesEveryCacheAndRestoresCapacities) {
   vantor_test::sandbox box;
   vael::connection c(vael_test::new_catalog(box, "c.vdb"));
