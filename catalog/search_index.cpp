@@ -7,7 +7,15 @@
 namespace vael {
 
 std::string to_search_index(const std::string& text) {
-  if (text.empty()) return text;
+  // Most names are ASCII, where Unicode lower-casing maps A-Z alone; that spares the round
+  // trip through UTF-16 on every path lookup.
+  if (std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; })) {
+    std::string lower = text;
+    for (char& c : lower) {
+      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return lower;
+  }
   const QByteArray lower =
       QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())).toLower().toUtf8();
   return std::string(lower.constData(), static_cast<std::size_t>(lower.size()));

@@ -58,6 +58,7 @@ class Media : public vael_test::tag_catalog {
 TEST_F(Media, PathsKeepLowerCasedIndexesThatCollideAcrossCaseOnOneVolume) {
   EXPECT_EQ(vael::to_search_index("ÄBC.JPG"), vael::to_search_index("äbc.jpg"));
   EXPECT_EQ(vael::to_search_index("ÄBC.JPG"), "äbc.jpg");
+  EXPECT_EQ(vael::to_search_index("@AZ[`az{ 09_.JPG"), "@az[`az{ 09_.jpg") << "ASCII neighbours";
   EXPECT_EQ(vael::to_folder_search_index("Ä\\B"), "ä/b/");
   EXPECT_EQ(vael::to_folder_search_index("/a/"), "/a/");
   EXPECT_EQ(vael::to_folder_search_index(""), "/");
