@@ -82,17 +82,13 @@ void stack_sort::write_top_dates(const std::vector<int>& media_ids, int top_id) 
   // Without them an UPDATE writes the dates at once, and its count of changed rows tells
   // whether the row was there: a read apiece was much of the cost of making a stack.
   const bool read_first = !db.in_transaction() || db.implementer().current_undoer() != nullptr;
-  const std::string sql = read_first ? row_sql(table_) : update_sql(table_);
+  const std::string select = row_sql(table_);
+  dbl::query update(db, update_sql(table_), true);
+  update.bind(":search_date_begin", begin).bind(":search_date_end", end);
   // Writes the dates into the row of `target`; false when it has none.
   const auto write = [&](int target) {
-    if (!read_first) {
-      dbl::query q(db, sql, true);
-      q.bind(":search_date_begin", begin)
-          .bind(":search_date_end", end)
-          .bind(":media_id", dbl::entry_data(target));
-      return q.execute() != 0;
-    }
-    std::optional<dbl::record> row = find_row(db, table, sql, target);
+    if (!read_first) return update.bind(":media_id", dbl::entry_data(target)).execute() != 0;
+    std::optional<dbl::record> row = find_row(db, table, select, target);
     if (!row) return false;
     row->set(col::search_date_begin, begin);
     row->set(col::search_date_end, end);
