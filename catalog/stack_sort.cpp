@@ -23,6 +23,12 @@ std::string row_sql(const char* table) {
   return std::string("SELECT * FROM ") + table + " WHERE media_id = :media_id";
 }
 
+std::string update_sql(const char* table) {
+  return std::string("UPDATE ") + table +
+         " SET search_date_begin = :search_date_begin, search_date_end = :search_date_end WHERE "
+         "media_id = :media_id";
+}
+
 std::optional<dbl::record> find_row(dbl::database& db, const dbl::table_description& table,
                                     const std::string& sql, int media_id) {
   dbl::query q(db, sql, true);
@@ -71,18 +77,30 @@ void stack_sort::update(int media_id, bool top_carries_stack) const {
 void stack_sort::write_top_dates(const std::vector<int>& media_ids, int top_id) const {
   dbl::database& db = get_connection(handle_).database();
   const dbl::table_description& table = db.get_table(table_);
-  const std::string sql = row_sql(table_);
   const auto [begin, end] = search_dates(db, top_id);
-  for (int target : media_ids) {
-    std::optional<dbl::record> row = find_row(db, table, sql, target);
-    if (!row) {
-      insert(media::get_media(handle_, target));
-      row = find_row(db, table, sql, target);
-    }
-    if (!row) throw std::runtime_error("A stack sort entry was missing that shouldn't have been.");
+  // The row as it stands serves only the undo record and the refusal outside a transaction.
+  // Without them an UPDATE writes the dates at once, and its count of changed rows tells
+  // whether the row was there: a read apiece was much of the cost of making a stack.
+  const bool read_first = !db.in_transaction() || db.implementer().current_undoer() != nullptr;
+  const std::string select = row_sql(table_);
+  dbl::query update(db, update_sql(table_), true);
+  update.bind(":search_date_begin", begin).bind(":search_date_end", end);
+  // Writes the dates into the row of `target`; false when it has none.
+  const auto write = [&](int target) {
+    if (!read_first) return update.bind(":media_id", dbl::entry_data(target)).execute() != 0;
+    std::optional<dbl::record> row = find_row(db, table, select, target);
+    if (!row) return false;
     row->set(col::search_date_begin, begin);
     row->set(col::search_date_end, end);
     row->save();
+    return true;
+  };
+  for (int target : media_ids) {
+    if (write(target)) continue;
+    insert(media::get_media(handle_, target));
+    if (!write(target)) {
+      throw std::runtime_error("A stack sort entry was missing that shouldn't have been.");
+    }
   }
 }
 

@@ -435,9 +435,11 @@ tag_base create_tag_base(const connection_handle& handle, int parent_id, const s
     row.set(col::applies_to_all_in_media_stack, false);
     row.set(col::applies_to_all_in_version_stack, false);
   }
+  // The name goes in with the row: saving first and renaming after would write the row twice
+  // to the same end.
+  row.set(col::name, name);
   tag_base tag(handle, std::move(row));
   tag.save();
-  tag.set_name(name);
   return tag;
 }
 

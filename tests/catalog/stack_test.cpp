@@ -226,6 +226,33 @@ TEST_F(Stacks, ThePileSortsByItsTopAndDissolvingLeavesNothingBehind) {
   EXPECT_EQ(sort_date("media_stack_sort_table", b), "2020-01-02T00:00:00");
 }
 
+TEST_F(Stacks, SortRowsAreMadeWhenMissingAndComeBackOnUndo) {
+  const int a = m_[0], b = m_[1], c = m_[2];
+  dbl::query(db(), "DELETE FROM media_stack_sort_table WHERE media_id = " + std::to_string(b))
+      .execute();
+  media_stack s = pile({a, b, c});
+  for (int id : {a, b, c}) {
+    EXPECT_EQ(
+        count("SELECT COUNT(*) FROM media_stack_sort_table WHERE media_id = " + std::to_string(id)),
+        1);
+    EXPECT_EQ(sort_date("media_stack_sort_table", id), "2020-01-01T00:00:00");
+  }
+
+  // A step that records undo must take every sort row back with it.
+  jtb::undo_object step = [&] {
+    vael::transaction t(h());
+    t.begin(false, 1);
+    s.set_media({c, a, b});
+    return t.commit_with_undo();
+  }();
+  EXPECT_EQ(sort_date("media_stack_sort_table", b), "2020-01-03T00:00:00");
+  step.undo();
+  expect_stack_invariants();
+  for (int id : {a, b, c}) {
+    EXPECT_EQ(sort_date("media_stack_sort_table", id), "2020-01-01T00:00:00");
+  }
+}
+
 TEST_F(Stacks, StackWideTagsTagAndUntagWholeStacks) {
   const int a = m_[0], b = m_[1], c = m_[2], v1 = m_[3], v2 = m_[4];
   pile({a, b, c});
