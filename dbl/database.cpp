@@ -38,7 +38,7 @@ bool database::table_exists(const std::string& name) {
   return implementer().table_exists(name);
 }
 
-const table_description& database::get_table(const std::string& name) const {
+const table_description& database::get_table(std::string_view name) const {
   return implementer().get_table(name);
 }
 

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "dbl/database_implementer.h"
 #include "dbl/progress.h"
@@ -33,7 +34,7 @@ class database {
   void drop_table(const std::string& name);
   bool table_exists(const std::string& name);
   // Throws std::logic_error for a table that is not registered.
-  const table_description& get_table(const std::string& name) const;
+  const table_description& get_table(std::string_view name) const;
   // `base` followed by a number new on this connection.
   std::string unique_table_name(const std::string& base);
 

@@ -92,7 +92,7 @@ table_description database_implementer::auto_id_table_description() const {
   return table;
 }
 
-const table_description& database_implementer::get_table(const std::string& name) const {
+const table_description& database_implementer::get_table(std::string_view name) const {
   const auto it = tables_.find(name);
   if (it == tables_.end()) {
     throw std::logic_error("There is not a table with the requested name in the database.");

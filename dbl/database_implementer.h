@@ -89,7 +89,7 @@ class database_implementer {
   virtual void drop_temporary_table(const std::string& name) { drop_table(name); }
   virtual table_description auto_id_table_description() const;
   // Throws std::logic_error for a table that is not registered.
-  const table_description& get_table(const std::string& name) const;
+  const table_description& get_table(std::string_view name) const;
   const std::map<std::string, table_description, std::less<>>& tables() const { return tables_; }
   // The columns of other tables that point at `table`; empty when none.
   const std::vector<table_reference>& references_to(const std::string& table) const;

@@ -43,17 +43,17 @@ record::record(database db, table_description table, entry_data_vector values, b
 record::record(database db, table_description table, int id)
     : record(db, table, load_row(db, table, id), true) {}
 
-std::size_t record::position(const std::string& column) const {
+std::size_t record::position(std::string_view column) const {
   const int p = table_.column_position(column);
   if (p < 0) throw std::logic_error("The column requested is not valid for this record.");
   return static_cast<std::size_t>(p);
 }
 
-const entry_data& record::get(const std::string& column) const {
+const entry_data& record::get(std::string_view column) const {
   return current_[position(column)];
 }
 
-entry_data& record::operator[](const std::string& column) {
+entry_data& record::operator[](std::string_view column) {
   return current_[position(column)];
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "dbl/database.h"
 #include "dbl/entry_data.h"
@@ -22,9 +23,9 @@ class record {
   record(database db, table_description table, int id);
 
   // Throws std::logic_error for a column the table lacks.
-  const entry_data& get(const std::string& column) const;
-  entry_data& operator[](const std::string& column);
-  void set(const std::string& column, const entry_data& value) { (*this)[column] = value; }
+  const entry_data& get(std::string_view column) const;
+  entry_data& operator[](std::string_view column);
+  void set(std::string_view column, const entry_data& value) { (*this)[column] = value; }
 
   // Inserts a new row (taking a new id) or updates the changed columns under the
   // transaction's save policy. Records undo unless `without_undo`. Throws
@@ -45,7 +46,7 @@ class record {
   const database& db() const { return db_; }
 
  private:
-  std::size_t position(const std::string& column) const;
+  std::size_t position(std::string_view column) const;
 
   entry_data_vector current_;
   entry_data_vector original_;

@@ -130,7 +130,7 @@ column_description table_description::column(const std::string& name) const {
   return state_->columns[static_cast<std::size_t>(position)];
 }
 
-int table_description::column_position(const std::string& name) const {
+int table_description::column_position(std::string_view name) const {
   const auto it = state_->positions.find(name);
   return it == state_->positions.end() ? -1 : it->second;
 }

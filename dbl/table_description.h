@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <typeinfo>
 #include <vector>
 
@@ -152,7 +153,7 @@ class table_description {
   // Throws std::logic_error for an unknown name.
   column_description column(const std::string& name) const;
   // -1 for an unknown name.
-  int column_position(const std::string& name) const;
+  int column_position(std::string_view name) const;
 
  private:
   struct state {
