@@ -60,6 +60,9 @@ class internal_connection {
   std::shared_ptr<custom_tag_namespace> hierarchy_second_namespace;
   std::size_t hierarchy_tag_count = 0;
 
+  // The id of `stack_ns` found last; a hint, trusted only while the tag cache holds the tag.
+  int stack_namespace_hint = 0;
+
  private:
   std::shared_ptr<vael::volume_manager> volume_manager_;
   std::map<int, std::string> volume_paths_;

@@ -9,17 +9,25 @@
 namespace vael {
 namespace {
 
-// One indexed lookup instead of a walk over every root: stacks are made by the thousand.
+// One indexed lookup instead of a walk over every root, and none while the tag found last is
+// still cached unchanged: stacks are made by the thousand.
 int stack_namespace_id(const connection_handle& handle) {
-  dbl::query q(get_connection(handle).database(),
+  internal_connection& c = get_connection(handle);
+  if (c.stack_namespace_hint != 0 && is_tag_cached(handle, c.stack_namespace_hint)) {
+    return c.stack_namespace_hint;
+  }
+  dbl::query q(c.database(),
                "SELECT id FROM tag_table WHERE parent_id = 0 AND name = :name AND type_name = "
                ":type_name",
                true);
   q.bind(":name", dbl::entry_data(stack_namespace_name))
       .bind(":type_name", dbl::entry_data(custom_tag_namespace_type_name));
   const std::vector<int> ids = q.select_ints();
-  if (!ids.empty()) return ids.front();
-  return create_custom_tag_namespace(handle, stack_namespace_name).get_id();
+  const int id = ids.empty() ? create_custom_tag_namespace(handle, stack_namespace_name).get_id()
+                             : ids.front();
+  load_tag_base(handle, id);
+  c.stack_namespace_hint = id;
+  return id;
 }
 
 }  // namespace

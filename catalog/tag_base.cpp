@@ -413,6 +413,10 @@ tag_base load_tag_base(const connection_handle& handle, int id) {
       id, [&] { return tag_base(handle, fresh_row(c.database(), id)); });
 }
 
+bool is_tag_cached(const connection_handle& handle, int id) {
+  return tag_cache(get_connection(handle))->contains(id);
+}
+
 tag_base create_tag_base(const connection_handle& handle, int parent_id, const std::string& name,
                          const tag_type_t& type) {
   internal_connection& c = get_connection(handle);

@@ -103,6 +103,9 @@ class tag_base {
 // The tag with this id, through the connection's tag cache. Throws std::logic_error when
 // there is no such row.
 tag_base load_tag_base(const connection_handle& handle, int id);
+// Whether the tag cache holds `id`, which proves the row unchanged since it was read: every
+// change to a tag, a rollback and another process's commit drop it from there.
+bool is_tag_cached(const connection_handle& handle, int id);
 // Makes a tag under `parent_id` (0 for a root). Throws std::logic_error "Cannot create tags
 // while in a tag hierarchy change." while one is open.
 // REQUIRES: an open transaction.

@@ -294,3 +294,23 @@ TEST_F(Stacks, RemovingTheLastButOneMemberDissolvesThePile) {
 }
 
 }  // namespace
+
+// The stack namespace is remembered between stacks; a namespace that a rolled back
+// transaction made in place of the first must not outlive it there.
+TEST_F(Stacks, StacksGoUnderTheStackNamespaceThatSurvivesARollback) {
+  const int first = count("SELECT id FROM tag_table WHERE name = 'stack_ns'");
+  write([&] { media_stack::create(h(), {m_[0], m_[1]}); });
+  EXPECT_THROW(write([&] {
+                 media_stack::get_for_media(h(), m_[0]).dissolve();
+                 vael::remove_custom_tag_namespace(h(), "stack_ns");
+                 media_stack::create(h(), {m_[2], m_[3]});
+                 EXPECT_NE(count("SELECT id FROM tag_table WHERE name = 'stack_ns'"), first);
+                 throw std::runtime_error("roll back");
+               }),
+               std::runtime_error);
+  write([&] { media_stack::create(h(), {m_[4], m_[5]}); });
+  EXPECT_EQ(count("SELECT COUNT(*) FROM tag_table WHERE type_name = 'stack' AND parent_id = " +
+                  std::to_string(first)),
+            2);
+  expect_stack_invariants();
+}
