@@ -4,6 +4,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <typeinfo>
 #include <utility>
 
 #include "catalog/internal_connection.h"
@@ -39,13 +40,16 @@ std::optional<dbl::record> find_row(dbl::database& db, const dbl::table_descript
 }
 
 // The two search dates of a media, read alone: a top is read once per stack, and the media
-// cache would copy its whole row in and out for them.
-std::pair<dbl::entry_data, dbl::entry_data> search_dates(dbl::database& db, int media_id) {
+// cache would copy its whole row in and out for them. Read as `kind`: timestamps for a
+// record, or the stored text, which an UPDATE can pass on without parsing and formatting it
+// again.
+std::pair<dbl::entry_data, dbl::entry_data> search_dates(dbl::database& db, int media_id,
+                                                         const std::type_info& kind) {
   dbl::query q(
       db, "SELECT search_date_begin, search_date_end FROM media_table WHERE id = :media_id", true);
   q.bind(":media_id", media_id)
-      .add_column(col::search_date_begin, typeid(boost::posix_time::ptime))
-      .add_column(col::search_date_end, typeid(boost::posix_time::ptime));
+      .add_column(col::search_date_begin, kind)
+      .add_column(col::search_date_end, kind);
   dbl::query_iterator it = q.begin();
   if (it == q.end()) {
     throw std::logic_error("There is no media with the id " + std::to_string(media_id) + ".");
@@ -77,11 +81,12 @@ void stack_sort::update(int media_id, bool top_carries_stack) const {
 void stack_sort::write_top_dates(const std::vector<int>& media_ids, int top_id) const {
   dbl::database& db = get_connection(handle_).database();
   const dbl::table_description& table = db.get_table(table_);
-  const auto [begin, end] = search_dates(db, top_id);
   // The row as it stands serves only the undo record and the refusal outside a transaction.
   // Without them an UPDATE writes the dates at once, and its count of changed rows tells
   // whether the row was there: a read apiece was much of the cost of making a stack.
   const bool read_first = !db.in_transaction() || db.implementer().current_undoer() != nullptr;
+  const auto [begin, end] =
+      search_dates(db, top_id, read_first ? typeid(boost::posix_time::ptime) : typeid(std::string));
   const std::string select = row_sql(table_);
   dbl::query update(db, update_sql(table_), true);
   update.bind(":search_date_begin", begin).bind(":search_date_end", end);
