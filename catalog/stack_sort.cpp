@@ -85,8 +85,10 @@ void stack_sort::write_top_dates(const std::vector<int>& media_ids, int top_id) 
   // Without them an UPDATE writes the dates at once, and its count of changed rows tells
   // whether the row was there: a read apiece was much of the cost of making a stack.
   const bool read_first = !db.in_transaction() || db.implementer().current_undoer() != nullptr;
-  const auto [begin, end] =
+  const std::pair<dbl::entry_data, dbl::entry_data> dates =
       search_dates(db, top_id, read_first ? typeid(boost::posix_time::ptime) : typeid(std::string));
+  const dbl::entry_data& begin = dates.first;
+  const dbl::entry_data& end = dates.second;
   const std::string select = row_sql(table_);
   dbl::query update(db, update_sql(table_), true);
   update.bind(":search_date_begin", begin).bind(":search_date_end", end);
