@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "bench/bench_support.h"
 #include "catalog/connection.h"
 #include "catalog/internal_connection.h"
 #include "catalog/transaction.h"
@@ -21,55 +22,12 @@ constexpr int kMedia = 100000;
 constexpr int kTags = 10000;
 constexpr int kChanged = 1000;
 
-class scratch_folder {
- public:
-  scratch_folder() {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "vantor-catalog-bench-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    path_ = pattern;
-  }
-  ~scratch_folder() { std::filesystem::remove_all(path_); }
-  std::string file(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
-};
-
-class raw_connection {
- public:
-  explicit raw_connection(const std::string& path) {
-    if (sqlite3_open(path.c_str(), &db_) != SQLITE_OK) throw std::runtime_error("open failed");
-    exec("PRAGMA cache_size = 6000; PRAGMA temp_store = MEMORY;");
-  }
-  ~raw_connection() { sqlite3_close(db_); }
-  raw_connection(const raw_connection&) = delete;
-  raw_connection& operator=(const raw_connection&) = delete;
-  void exec(const std::string& sql) {
-    if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
-      throw std::runtime_error(sqlite3_errmsg(db_));
-    }
-  }
-  sqlite3_stmt* prepare(const char* sql) {
-    sqlite3_stmt* s = nullptr;
-    if (sqlite3_prepare_v2(db_, sql, -1, &s, nullptr) != SQLITE_OK) {
-      throw std::runtime_error(sqlite3_errmsg(db_));
-    }
-    return s;
-  }
-
- private:
-  sqlite3* db_ = nullptr;
-};
-
-void step_done(sqlite3_stmt* s) {
-  if (sqlite3_step(s) != SQLITE_DONE) throw std::runtime_error("step failed");
-  sqlite3_reset(s);
-}
+using vantor_bench::raw_connection;
+using vantor_bench::step_done;
 
 // Made once: a new catalog through the model, then filled with raw SQL, media ids 1001 on.
 const std::string& filled_catalog() {
-  static scratch_folder folder;
+  static vantor_bench::scratch_folder folder("vantor-catalog-bench");
   static const std::string path = [] {
     const std::string p = folder.file("catalog.db");
     std::ofstream(p).close();
@@ -144,7 +102,6 @@ void BM_raw_commit_1000_media(benchmark::State& state) {
     c.exec("DELETE FROM changed_ids");
     c.exec("END TRANSACTION");
   }
-  for (sqlite3_stmt* s : {read, move, date, match, add, stamp}) sqlite3_finalize(s);
   state.SetItemsProcessed(state.iterations() * kChanged);
 }
 

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_support.h"
 #include "dbl/database_copy.h"
 #include "dbl/query.h"
 #include "dbl/record.h"
@@ -84,20 +85,7 @@ media_values media_for(int i) {
 const char kPragmas[] =
     "PRAGMA synchronous = NORMAL; PRAGMA cache_size = 6000; PRAGMA temp_store = MEMORY;";
 
-// A new folder under the system temporary folder, removed with the object.
-class scratch_folder {
- public:
-  scratch_folder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vantor-bench-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    path_ = pattern;
-  }
-  ~scratch_folder() { std::filesystem::remove_all(path_); }
-  std::string file(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
-};
+using vantor_bench::scratch_folder;
 
 dbl::sqlite_database open_dbl(const std::string& path) {
   dbl::sqlite_database db(path, dbl::synchronous_normal);
@@ -137,11 +125,7 @@ class raw_connection {
   sqlite3* db_ = nullptr;
 };
 
-void step_done(sqlite3_stmt* s) {
-  if (sqlite3_step(s) != SQLITE_DONE) throw std::runtime_error("step failed");
-  sqlite3_reset(s);
-}
-
+using vantor_bench::step_done;
 void bind_text(sqlite3_stmt* s, int i, const std::string& v) {
   sqlite3_bind_text(s, i, v.data(), static_cast<int>(v.size()), SQLITE_TRANSIENT);
 }
