@@ -31,6 +31,20 @@ std::string EnsureSyncCatalogInPlace() {
   return SyncCatalogFilePath();
 }
 
+std::string RequireSignedInTicket() {
+  const bool signed_in = sync_util::get_is_user_signed_in();
+  std::string ticket = sync_util::get_ticket_vector();
+  if (!signed_in) {
+    vantor_env::DebugLog("Not Logged In Error");
+    throw VTL::not_logged_in;
+  }
+  if (ticket.empty()) {
+    vantor_env::DebugLog("No Valid User");
+    throw VTL::no_valid_user;
+  }
+  return ticket;
+}
+
 std::string SyncCatalogFilePath() {
   return CatalogFilePath(sync_util::get_sync_catalog(kSyncCatalogVersion));
 }
@@ -46,17 +60,7 @@ error_code GetInitialLauchSyncPrefs(std::string catalogFolder, SyncPrefs& prefs)
     if (gCatalogFolder != catalogFolder) gCatalogFolder = catalogFolder;
     vantor_prefs::EnsureSyncCatalogInPlace();
 
-    // Both are asked, in this order, whatever the first one says.
-    const bool signedIn = sync_util::get_is_user_signed_in();
-    const std::string ticket = sync_util::get_ticket_vector();
-    if (!signedIn) {
-      vantor_env::DebugLog("Not Logged In Error");
-      throw not_logged_in;
-    }
-    if (ticket.empty()) {
-      vantor_env::DebugLog("No Valid User");
-      throw no_valid_user;
-    }
+    vantor_prefs::RequireSignedInTicket();
 
     // Reading is the host's: the call leaves `prefs` alone, and its result does not count.
     GetSyncPrefs(prefs, gCatalogFolder, vantor_prefs::gSyncUserId);

@@ -19,6 +19,12 @@ std::string CatalogFilePath(const std::string& folder);
 // ChangeCatalog.
 std::string EnsureSyncCatalogInPlace();
 
+// The sign-in check of the exports that talk to the service. Asks the agent whether the user
+// is signed in and for the ticket, both and in this order whatever the first answer, and
+// returns the ticket. Throws VTL::not_logged_in (logged "Not Logged In Error") when no user is
+// signed in, else VTL::no_valid_user (logged "No Valid User") for an empty ticket.
+std::string RequireSignedInTicket();
+
 // The path of the sync catalog's file: the sync catalog folder, a separator when it lacks one,
 // and the catalog file name. Just the file name when no sync catalog is set.
 std::string SyncCatalogFilePath();

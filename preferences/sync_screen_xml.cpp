@@ -134,17 +134,7 @@ error_code GetXMLForSyncPrefs(std::string folder, std::string& localXml, std::st
     gCatalogFolder = folder;
     const std::string catalog_path = EnsureSyncCatalogInPlace();
 
-    // Both are asked, in this order, whatever the first one says.
-    const bool signed_in = sync_util::get_is_user_signed_in();
-    const std::string ticket = sync_util::get_ticket_vector();
-    if (!signed_in) {
-      vantor_env::DebugLog("Not Logged In Error");
-      throw not_logged_in;
-    }
-    if (ticket.empty()) {
-      vantor_env::DebugLog("No Valid User");
-      throw no_valid_user;
-    }
+    const std::string ticket = RequireSignedInTicket();
 
     {
       const ksv_ref<KSV::Library> library = GetAuthenticatedKsvLibrary(ticket);
