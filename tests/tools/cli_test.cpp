@@ -1,6 +1,5 @@
 // The CLI as a user runs it: a real process in a sandboxed environment.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <cstdlib>
@@ -23,38 +22,17 @@
 #include "dbl/sqlite/sqlite_database.h"
 #include "tests/support/jpeg_fixture.h"
 #include "tests/support/sandbox.h"
+#include "tests/tools/cli_runner.h"
 
 namespace {
 
-struct run_result {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-std::string quote(const std::string& word) {
-  std::string quoted = "'";
-  for (char c : word) {
-    if (c == '\'') {
-      quoted += "'\\''";
-    } else {
-      quoted += c;
-    }
-  }
-  return quoted + "'";
-}
+using vantor_test::quote;
+using run_result = vantor_test::cli_result;
 
 class CliTest : public ::testing::Test {
  protected:
   run_result run(const std::vector<std::string>& args, const std::string& input = {}) {
-    box_.write_file("stdin", input);
-    std::string command = quote(VANTOR_CLI_PATH);
-    for (const std::string& arg : args) command += " " + quote(arg);
-    command += " <" + quote(box_.path("stdin")) + " >" + quote(box_.path("stdout")) + " 2>" +
-               quote(box_.path("stderr"));
-    const int raw = std::system(command.c_str());
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, vantor_test::read_file(box_.path("stdout")),
-            vantor_test::read_file(box_.path("stderr"))};
+    return vantor_test::run_cli(box_, args, input);
   }
 
   vantor_test::sandbox box_;

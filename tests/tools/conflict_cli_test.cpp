@@ -1,6 +1,5 @@
 // The conflict command as a user runs it, against a sync catalog made in the sandbox.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <cstdlib>
@@ -13,24 +12,15 @@
 #include "catalog_util/metadata_helpers.h"
 #include "catalog_util/metadata_vocabulary.h"
 #include "tests/support/sandbox.h"
+#include "tests/tools/cli_runner.h"
 
 namespace {
 
 class ConflictCliTest : public ::testing::Test {
  protected:
-  struct result {
-    int status;
-    std::string out;
-    std::string err;
-  };
-
   // Runs the CLI with `args` (already quoted for the shell).
-  result run(const std::string& args) {
-    const std::string command = std::string("'") + VANTOR_CLI_PATH + "' " + args + " >'" +
-                                box_.path("out") + "' 2>'" + box_.path("err") + "'";
-    const int raw = std::system(command.c_str());
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, vantor_test::read_file(box_.path("out")),
-            vantor_test::read_file(box_.path("err"))};
+  vantor_test::cli_result run(const std::string& args) {
+    return vantor_test::run_cli_line(box_, args);
   }
 
   vantor_test::sandbox box_;
@@ -40,7 +30,7 @@ TEST_F(ConflictCliTest, PrintsTheDocumentOrTheCodeName) {
   const std::string folder = box_.path("cat");
   ASSERT_EQ(run("sync-catalog set '" + folder + "'").status, 0);
   const std::string conflicts = " --folder '" + box_.path("conflicts") + "'";
-  const result missing = run("conflicts --conflicts 1" + conflicts);
+  const vantor_test::cli_result missing = run("conflicts --conflicts 1" + conflicts);
   EXPECT_EQ(missing.status, 2);
   EXPECT_EQ(missing.out, "");
   EXPECT_EQ(missing.err, "vantor: catalog_error\n");
@@ -61,7 +51,8 @@ TEST_F(ConflictCliTest, PrintsTheDocumentOrTheCodeName) {
   }
   const std::string n = std::to_string(id);
   box_.write_file("conflicts/" + n + "/online.xml", "<o/>");
-  const result found = run("conflicts --conflicts " + n + " --deletes ''" + conflicts);
+  const vantor_test::cli_result found =
+      run("conflicts --conflicts " + n + " --deletes ''" + conflicts);
   EXPECT_EQ(found.status, 0) << found.err;
   EXPECT_EQ(found.out, "<ManualConflictResolution><Conflicts><Conflict" + n +
                            "><vaelid value = \"" + n + "\" tosvalue = \"" + n +

@@ -1,12 +1,12 @@
 // The membership commands as a user runs them, against the reference client.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdlib>
 #include <string>
 
 #include "platform/sync_util.h"
 #include "tests/support/sandbox.h"
+#include "tests/tools/cli_runner.h"
 
 namespace {
 
@@ -17,10 +17,8 @@ class OnlineCliTest : public ::testing::Test {
 
   // Runs the CLI with `args` (already quoted for the shell); gives the exit status and output.
   std::pair<int, std::string> run(const std::string& args) {
-    const std::string command =
-        std::string("'") + VANTOR_CLI_PATH + "' " + args + " >'" + box_.path("out") + "' 2>&1";
-    const int raw = std::system(command.c_str());
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, vantor_test::read_file(box_.path("out"))};
+    const vantor_test::cli_result r = vantor_test::run_cli_line(box_, args);
+    return {r.status, r.out + r.err};
   }
 
   vantor_test::sandbox box_;

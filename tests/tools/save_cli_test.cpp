@@ -1,6 +1,5 @@
 // `vantor save` as a user runs it: a real process on a catalog made by `vantor catalog create`.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdlib>
 #include <string>
@@ -12,6 +11,7 @@
 #include "catalog_util/well_known_tags.h"
 #include "platform/sync_util.h"
 #include "tests/support/sandbox.h"
+#include "tests/tools/cli_runner.h"
 
 namespace {
 
@@ -19,10 +19,8 @@ class SaveCliTest : public ::testing::Test {
  protected:
   // Runs the CLI with `args` (already quoted for the shell); gives the exit status and output.
   std::pair<int, std::string> run(const std::string& args) {
-    const std::string command =
-        std::string("'") + VANTOR_CLI_PATH + "' " + args + " >'" + box_.path("out") + "' 2>&1";
-    const int raw = std::system(command.c_str());
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, vantor_test::read_file(box_.path("out"))};
+    const vantor_test::cli_result r = vantor_test::run_cli_line(box_, args);
+    return {r.status, r.out + r.err};
   }
 
   vantor_test::sandbox box_;

@@ -1,6 +1,5 @@
 // `vantor screen` as a user runs it: a catalog and the reference client set up through the CLI.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdlib>
 #include <string>
@@ -8,14 +7,11 @@
 
 #include "environment/catalog_paths.h"
 #include "tests/support/sandbox.h"
+#include "tests/tools/cli_runner.h"
 
 namespace {
 
-struct run_result {
-  int status;
-  std::string out;
-  std::string err;
-};
+using run_result = vantor_test::cli_result;
 
 class ScreenCliTest : public ::testing::Test {
  protected:
@@ -28,14 +24,7 @@ class ScreenCliTest : public ::testing::Test {
     ::unsetenv("VANTOR_KSV_LOCAL_STATE");
   }
 
-  run_result run(const std::vector<std::string>& args) {
-    std::string command = std::string("'") + VANTOR_CLI_PATH + "'";
-    for (const std::string& arg : args) command += " '" + arg + "'";
-    command += " >'" + box_.path("out") + "' 2>'" + box_.path("err") + "'";
-    const int raw = std::system(command.c_str());
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, vantor_test::read_file(box_.path("out")),
-            vantor_test::read_file(box_.path("err"))};
-  }
+  run_result run(const std::vector<std::string>& args) { return vantor_test::run_cli(box_, args); }
   // Runs a setup step that must succeed, and gives its first output line.
   std::string setup(const std::vector<std::string>& args) {
     const run_result r = run(args);
