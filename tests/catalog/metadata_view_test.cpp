@@ -33,16 +33,6 @@ class MetadataView : public vael_test::tag_catalog {
     write([&] { d = view().create_description(identifier, type, media_assoc, multiple); });
     return d;
   }
-  int media(const std::string& file) {
-    int id = 0;
-    write([&] { id = vael_test::add_media(c_.get(), file); });
-    return id;
-  }
-  int tag(const std::string& name) {
-    int id = 0;
-    write([&] { id = vael::create_tag_base(h(), 0, name, vael_test::misc_leaf_type()).get_id(); });
-    return id;
-  }
   metadata_item_t on_media(int media_id, const metadata_description_t& d,
                            const dbl::entry_data& value) {
     metadata_item_t item{value, d, 0};
@@ -72,8 +62,8 @@ TEST_F(MetadataView, EveryValueTypeIsWrittenReadBackAndOverwritten) {
       {metadata_data_type::date_time_type, noon, noon + pt::hours(30)},
       {metadata_data_type::blob_type, dbl::blob{0, 1, 255}, dbl::blob{}},
   };
-  const int m = media("/a.jpg");
-  const int t = tag("t");
+  const int m = new_media("/a.jpg");
+  const int t = new_root_tag("t");
   for (const row& r : rows) {
     const int n = static_cast<int>(r.type);
     SCOPED_TRACE(n);
@@ -97,7 +87,7 @@ TEST_F(MetadataView, EveryValueTypeIsWrittenReadBackAndOverwritten) {
   // A value that does not convert to the column's kind writes nothing.
   const metadata_description_t ints = view().get_description("test:1");
   metadata_item_t bad{"five", ints, 0};
-  const int other = media("/b.jpg");
+  const int other = new_media("/b.jpg");
   EXPECT_THROW(write([&] { view().create_media(other, bad); }), std::bad_cast);
   EXPECT_EQ(view().get_all_items(ints).size(), 2u);
 }
@@ -106,7 +96,7 @@ TEST_F(MetadataView, SingleValuedDescriptionsRefuseASecondValuePerOwner) {
   const metadata_description_t single = describe("test:single", metadata_data_type::string_type);
   const metadata_description_t multi =
       describe("test:multi", metadata_data_type::string_type, true);
-  const int m1 = media("/1.jpg"), m2 = media("/2.jpg"), t = tag("t");
+  const int m1 = new_media("/1.jpg"), m2 = new_media("/2.jpg"), t = new_root_tag("t");
   on_media(m1, single, "a");
   on_media(m2, single, "b");
   on_media(m1, multi, "a");
@@ -151,7 +141,7 @@ TEST_F(MetadataView, SingleValuedDescriptionsRefuseASecondValuePerOwner) {
 
 TEST_F(MetadataView, StackMetadataLeavesTheTagUnstampedWhileTagMetadataStampsIt) {
   const metadata_description_t d = describe("test:d", metadata_data_type::integer_type, true);
-  const int t = tag("t"), m = media("/1.jpg");
+  const int t = new_root_tag("t"), m = new_media("/1.jpg");
   const int tag_before = column("change_id", t);
   const int media_before = vael_test::media_change_id(db(), m);
   metadata_item_t on_stack{1, d, 0}, on_tag{2, d, 0}, on_media{3, d, 0};
@@ -180,7 +170,7 @@ TEST_F(MetadataView, StackMetadataLeavesTheTagUnstampedWhileTagMetadataStampsIt)
 }
 
 TEST_F(MetadataView, AllOnAnOwnerComeInDataTypeOrderWithTheirDescriptions) {
-  const int m = media("/1.jpg"), t1 = tag("t1"), t2 = tag("t2");
+  const int m = new_media("/1.jpg"), t1 = new_root_tag("t1"), t2 = new_root_tag("t2");
   std::vector<metadata_description_t> made;
   for (int n = 4; n >= 0; --n) {
     made.push_back(describe("test:" + std::to_string(n), static_cast<metadata_data_type>(n)));
@@ -196,8 +186,8 @@ TEST_F(MetadataView, AllOnAnOwnerComeInDataTypeOrderWithTheirDescriptions) {
     EXPECT_EQ(all[n].description.get_identifier(), "test:" + std::to_string(n));
     EXPECT_EQ(all[n].value, values[n]);
   }
-  EXPECT_TRUE(view().get_all_on_media(media("/2.jpg")).empty());
-  EXPECT_TRUE(view().get_media(made[0], media("/3.jpg")).empty());
+  EXPECT_TRUE(view().get_all_on_media(new_media("/2.jpg")).empty());
+  EXPECT_TRUE(view().get_media(made[0], new_media("/3.jpg")).empty());
 
   // Two tags with one value: the later row wins.
   const metadata_description_t names =

@@ -48,6 +48,17 @@ class tag_catalog : public ::testing::Test {
     step();
     t.commit();
   }
+  // A media row, and a root tag that can hold media, each made in a transaction of its own.
+  int new_media(const std::string& file) {
+    int id = 0;
+    write([&] { id = add_media(c_.get(), file); });
+    return id;
+  }
+  int new_root_tag(const std::string& name) {
+    int id = 0;
+    write([&] { id = vael::create_tag_base(h(), 0, name, misc_leaf_type()).get_id(); });
+    return id;
+  }
   int count(const std::string& sql) const { return scalar(db(), sql); }
   int column(const std::string& column, int tag_id) const {
     return count("SELECT " + column + " FROM tag_table WHERE id = " + std::to_string(tag_id));

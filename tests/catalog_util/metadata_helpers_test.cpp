@@ -20,16 +20,6 @@ using vael::metadata_data_type;
 class MetadataHelpers : public vael_test::tag_catalog {
  protected:
   vael::metadata_view_t view() const { return vael::metadata_view_t(h()); }
-  int media(const std::string& file) {
-    int id = 0;
-    write([&] { id = vael_test::add_media(c_.get(), file); });
-    return id;
-  }
-  int tag(const std::string& name) {
-    int id = 0;
-    write([&] { id = vael::create_tag_base(h(), 0, name, vael_test::misc_leaf_type()).get_id(); });
-    return id;
-  }
   std::vector<std::string> values(const std::vector<vael::metadata_item_t>& items) const {
     std::vector<std::string> out;
     for (const auto& item : items) out.push_back(item.value.as_string());
@@ -88,7 +78,7 @@ TEST_F(MetadataHelpers, DefaultListMakesEachDescriptionOnceWithItsRule) {
 }
 
 TEST_F(MetadataHelpers, MediaFormAddsToMultiValuedTagAndCatalogFormsOverwrite) {
-  const int m = media("/1.jpg"), t = tag("t");
+  const int m = new_media("/1.jpg"), t = new_root_tag("t");
   write([&] {
     for (const char* v : {"f1", "f2"}) vael_util::create_media(h(), md::face_data, 0, m, v);
     for (int v : {3, 4}) vael_util::create_media(h(), md::rating, 1, m, v);
@@ -157,7 +147,7 @@ TEST_F(MetadataHelpers, RectanglesAndFaceRecordsAsText) {
 }
 
 TEST_F(MetadataHelpers, RemovingMediaLinksTouchesOnlyTheListedMedia) {
-  const int m1 = media("/1.jpg"), m2 = media("/2.jpg"), m3 = media("/3.jpg");
+  const int m1 = new_media("/1.jpg"), m2 = new_media("/2.jpg"), m3 = new_media("/3.jpg");
   vael::metadata_item_t asset;
   write([&] {
     for (int m : {m1, m2, m3}) vael_util::create_media(h(), md::face_data, 0, m, "face");
@@ -180,7 +170,7 @@ TEST_F(MetadataHelpers, RemovingMediaLinksTouchesOnlyTheListedMedia) {
 }
 
 TEST_F(MetadataHelpers, RemovingOnlineMetadataKeepsDescriptionsAndClearsSyncMarks) {
-  const int m = media("/1.jpg"), album = tag("album"), other = tag("other");
+  const int m = new_media("/1.jpg"), album = new_root_tag("album"), other = new_root_tag("other");
   write([&] {
     vael_util::create_media(h(), md::asset_id, 0, m, "asset");
     vael_util::create_media(h(), md::is_asset_duplicate, 1, m, 1);
