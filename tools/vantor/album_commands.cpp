@@ -18,10 +18,6 @@ namespace {
 
 namespace names = vael_util::type_name;
 
-std::string describe(const vael::tag& t) {
-  return "tag " + std::to_string(t.get_id()) + " '" + t.get_name() + "'";
-}
-
 vael::custom_tag_namespace albums_of(vael::connection& c) {
   return vael::get_custom_tag_namespace(c.handle(), vael_util::ns_name::collection);
 }

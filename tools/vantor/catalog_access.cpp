@@ -57,4 +57,8 @@ int parse_media_id(vael::connection& c, const std::string& text) {
   return id;
 }
 
+std::string describe(const vael::tag& t) {
+  return "tag " + std::to_string(t.get_id()) + " '" + t.get_name() + "'";
+}
+
 }  // namespace vantor_cli

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "catalog/connection.h"
+#include "catalog/tag.h"
 
 namespace vantor_cli {
 
@@ -25,5 +26,8 @@ bool row_exists(vael::connection& c, const char* table, int id);
 void require_media(vael::connection& c, int id);
 // parse_id() of a media id that must exist.
 int parse_media_id(vael::connection& c, const std::string& text);
+
+// "tag ID 'NAME'", the way messages name a tag.
+std::string describe(const vael::tag& t);
 
 }  // namespace vantor_cli

@@ -33,10 +33,6 @@ vael::tag_type_t parse_type(const std::string& name) {
   throw usage_error("unknown tag type '" + name + "'; one of " + names);
 }
 
-std::string describe(const vael::tag& t) {
-  return "tag " + std::to_string(t.get_id()) + " '" + t.get_name() + "'";
-}
-
 // A tag given by id; namespaces are named, not numbered.
 vael::tag find_tag(vael::connection& c, const std::string& text) {
   const int id = parse_id(text, "tag id");
