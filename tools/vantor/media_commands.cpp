@@ -160,7 +160,6 @@ int media_list(const std::vector<std::string>& words) {
   const std::vector<int> ids =
       dbl::query(c->get().database(), "SELECT id FROM media_table ORDER BY id").select_ints();
   for (int id : ids) {
-    require_media(*c, id);
     const vael::media m = vael::media::get_media(c->handle(), id);
     std::cout << id << "\tvolume " << m.get_volume_id() << "\t" << m.get_mime_type() << "\t"
               << m.get_filepath(true) << "\n";
