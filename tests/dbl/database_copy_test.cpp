@@ -17,8 +17,9 @@
 namespace dbl {
 namespace {
 
+using dbl_test::all_rows;
 using dbl_test::message_of;
-using rows = std::vector<entry_data_vector>;
+using dbl_test::stored_counter;
 using reports = std::vector<std::pair<int, int>>;
 
 table_description note_table() {
@@ -59,14 +60,6 @@ class CopyTest : public ::testing::Test {
     }
     t.end();
   }
-  rows all(const database& db, const table_description& table) {
-    query q(db, "SELECT * FROM " + table.name() + " ORDER BY id");
-    q.set_columns(table);
-    return rows(q.begin(), q.end());
-  }
-  int counter(const database& db) {
-    return query(db, "SELECT last_assigned_id FROM _dbl_auto_id_table").select_ints().at(0);
-  }
   copy_progress_callback noting(reports& out, int cancel_at = -1) {
     return [&out, cancel_at](int current, int maximum) {
       out.emplace_back(current, maximum);
@@ -89,11 +82,11 @@ TEST_F(CopyTest, CopiesRowsWithTheirIdsAndReportsProgress) {
   copy_database(source_, target_, noting(seen));
   t.end();
 
-  EXPECT_EQ(all(target_, tags_), all(source_, tags_));
-  EXPECT_EQ(all(target_, notes_), all(source_, notes_));
+  EXPECT_EQ(all_rows(target_, tags_), all_rows(source_, tags_));
+  EXPECT_EQ(all_rows(target_, notes_), all_rows(source_, notes_));
   EXPECT_FALSE(target_.table_exists("_dbl_temp_undo1"));
-  EXPECT_EQ(counter(source_), 210);
-  EXPECT_EQ(counter(target_), 211);
+  EXPECT_EQ(stored_counter(source_), 210);
+  EXPECT_EQ(stored_counter(target_), 211);
 
   // Counting: 0, then one report per target table in name order. The total is 211, the
   // source's auto id row included. Copying reports every row but the 100th and 200th.
@@ -119,8 +112,8 @@ TEST_F(CopyTest, RefusesBeforeWritingAnything) {
   reports seen;
   EXPECT_EQ(message_of<std::runtime_error>([&] { copy_database(source_, target_, noting(seen)); }),
             "The target database is not empty");
-  EXPECT_EQ(counter(target_), 1);
-  EXPECT_EQ(all(target_, tags_).size(), 0u);
+  EXPECT_EQ(stored_counter(target_), 1);
+  EXPECT_EQ(all_rows(target_, tags_).size(), 0u);
   EXPECT_EQ(seen, (reports{{0, 1000}, {0, 1000}, {33, 1000}}));
 
   sqlite_database other(box_.path("o.db"));
@@ -129,7 +122,7 @@ TEST_F(CopyTest, RefusesBeforeWritingAnything) {
   EXPECT_EQ(message_of<std::runtime_error>([&] { copy_database(source_, other, noting(seen)); }),
             "Can't copy a db if the schemas don't match");
   EXPECT_TRUE(seen.empty());
-  EXPECT_EQ(counter(other), 0);
+  EXPECT_EQ(stored_counter(other), 0);
 }
 
 TEST_F(CopyTest, CancelStopsAndKeepsWhatWasCopied) {
@@ -139,7 +132,7 @@ TEST_F(CopyTest, CancelStopsAndKeepsWhatWasCopied) {
   EXPECT_THROW(copy_database(source_, target_, noting(seen, 108)), cancel_error);
   EXPECT_EQ(seen.back(), std::make_pair(108, 1000));
   // The notes table comes first; two notes were in before the answer.
-  EXPECT_EQ(all(target_, notes_).size(), 2u);
+  EXPECT_EQ(all_rows(target_, notes_).size(), 2u);
   EXPECT_TRUE(
       query(target_, "SELECT last_assigned_id FROM _dbl_auto_id_table").select_ints().empty());
 

@@ -11,32 +11,14 @@
 #include "dbl/temporary_table.h"
 #include "dbl/transaction.h"
 #include "tests/dbl/dbl_test_util.h"
-#include "tests/support/sandbox.h"
 
 namespace dbl {
 namespace {
 
 using dbl_test::message_of;
 
-class DatabaseTest : public ::testing::Test {
- protected:
-  DatabaseTest() { db_.create_table(tags_); }
-
-  int stored_counter(database db) {
-    return query(db, "SELECT last_assigned_id FROM _dbl_auto_id_table").select_ints().at(0);
-  }
-  int insert_tag(const std::string& name) {
-    record r(db_, tags_);
-    r["name"] = entry_data(name);
-    r["flag"] = entry_data(0);
-    r.save();
-    return r.id();
-  }
-
-  vantor_test::sandbox box_;
-  sqlite_database db_{box_.path("d.db")};
-  table_description tags_ = dbl_test::tag_table();
-};
+using DatabaseTest = dbl_test::tag_db_test;
+using dbl_test::stored_counter;
 
 TEST_F(DatabaseTest, TransactionsDoNotNestAndRollBackOnScopeExit) {
   EXPECT_EQ(message_of<std::logic_error>([&] { db_.save_policy(); }),
@@ -46,7 +28,7 @@ TEST_F(DatabaseTest, TransactionsDoNotNestAndRollBackOnScopeExit) {
     transaction t(db_);
     t.begin(strict_policy);
     EXPECT_EQ(db_.save_policy(), strict_policy);
-    insert_tag("lost");
+    save_tag("lost");
     EXPECT_EQ(message_of<std::logic_error>([&] { transaction(db_).begin(); }),
               "There is already a transaction opened.  Transactions cannot be nested.");
     EXPECT_TRUE(db_.in_transaction());
@@ -56,10 +38,10 @@ TEST_F(DatabaseTest, TransactionsDoNotNestAndRollBackOnScopeExit) {
 
   transaction no_undo(db_);
   no_undo.begin(merge_policy, true);
-  insert_tag("kept");
+  save_tag("kept");
   EXPECT_EQ(message_of<std::logic_error>([&] { no_undo.end_with_undo(); }),
             "Cannot create an undo_object with a null implementer.");
-  sqlite_database other(box_.path("d.db"));
+  sqlite_database other(file_);
   EXPECT_EQ(query(other, "SELECT COUNT(*) FROM tag_table").select_ints().at(0), 1);
 }
 
@@ -68,26 +50,26 @@ TEST_F(DatabaseTest, AutoIdsAreReadOncePerTransactionAndGivenBackByRollback) {
   {
     transaction t(db_);
     t.begin();
-    EXPECT_EQ(insert_tag("a"), 1);
+    EXPECT_EQ(save_tag("a").id(), 1);
     // The counter is held by the connection until the end: the row is not read again.
     query(db_, "UPDATE _dbl_auto_id_table SET last_assigned_id = 100").execute();
-    EXPECT_EQ(insert_tag("b"), 2);
+    EXPECT_EQ(save_tag("b").id(), 2);
     t.end();
   }
   EXPECT_EQ(stored_counter(db_), 2);
   {
     transaction t(db_);
     t.begin();
-    EXPECT_EQ(insert_tag("c"), 3);
+    EXPECT_EQ(save_tag("c").id(), 3);
     t.rollback();
   }
   transaction t(db_);
   t.begin();
-  EXPECT_EQ(insert_tag("c"), 3);
+  EXPECT_EQ(save_tag("c").id(), 3);
   t.end();
 
   // A second connection that registers the table finds the counter where it was.
-  sqlite_database other(box_.path("d.db"));
+  sqlite_database other(file_);
   other.register_table(tags_);
   transaction o(other);
   o.begin(merge_policy, true, true);

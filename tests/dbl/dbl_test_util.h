@@ -1,10 +1,17 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <ostream>
 #include <string>
+#include <vector>
 
+#include "dbl/query.h"
+#include "dbl/record.h"
+#include "dbl/sqlite/sqlite_database.h"
 #include "dbl/table_description.h"
+#include "tests/support/sandbox.h"
 
 namespace dbl {
 
@@ -57,5 +64,40 @@ inline dbl::table_description tag_table() {
   t.add_clustered_index("tag_name_parent", {"name", "parent_id"});
   return t;
 }
+
+using rows = std::vector<dbl::entry_data_vector>;
+
+// Every row of `table`, by id, in the table's own column kinds.
+inline rows all_rows(const dbl::database& db, const dbl::table_description& table) {
+  dbl::query q(db, "SELECT * FROM " + table.name() + " ORDER BY id");
+  q.set_columns(table);
+  return rows(q.begin(), q.end());
+}
+
+// The auto id counter as stored in the database.
+inline int stored_counter(const dbl::database& db) {
+  return dbl::query(db, "SELECT last_assigned_id FROM _dbl_auto_id_table").select_ints().at(0);
+}
+
+// A sandboxed database file ("d.db") holding tag_table.
+class tag_db_test : public ::testing::Test {
+ protected:
+  tag_db_test() { db_.create_table(tags_); }
+
+  // Saves a new tag; REQUIRES an open transaction.
+  dbl::record save_tag(const std::string& name, dbl::entry_data parent = dbl::entry_data()) {
+    dbl::record r(db_, tags_);
+    r["name"] = dbl::entry_data(name);
+    r["parent_id"] = std::move(parent);
+    r["flag"] = dbl::entry_data(0);
+    r.save();
+    return r;
+  }
+
+  vantor_test::sandbox box_;
+  const std::string file_ = box_.path("d.db");
+  dbl::sqlite_database db_{file_};
+  dbl::table_description tags_ = tag_table();
+};
 
 }  // namespace dbl_test

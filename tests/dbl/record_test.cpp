@@ -6,54 +6,38 @@
 
 #include "dbl/exceptions.h"
 #include "dbl/query.h"
-#include "dbl/sqlite/sqlite_database.h"
 #include "dbl/transaction.h"
 #include "diagnostics/timer.h"
 #include "tests/dbl/dbl_test_util.h"
-#include "tests/support/sandbox.h"
 
 namespace dbl {
 namespace {
 
 using dbl_test::message_of;
 
-class RecordTest : public ::testing::Test {
+class RecordTest : public dbl_test::tag_db_test {
  protected:
-  RecordTest() { db_.create_table(tags_); }
-
   // Saves a new tag in its own transaction and returns its id.
   int add_tag(const std::string& name, entry_data parent = entry_data()) {
     transaction t(db_);
     t.begin();
-    record r(db_, tags_);
-    r["name"] = entry_data(name);
-    r["parent_id"] = parent;
-    r["flag"] = entry_data(0);
-    r.save();
+    const int id = save_tag(name, std::move(parent)).id();
     t.end();
-    return r.id();
+    return id;
   }
-
-  int count(database db) { return query(db, "SELECT COUNT(*) FROM tag_table").select_ints().at(0); }
-
-  vantor_test::sandbox box_;
-  sqlite_database db_{box_.path("r.db")};
-  table_description tags_ = dbl_test::tag_table();
+  int count() { return query(db_, "SELECT COUNT(*) FROM tag_table").select_ints().at(0); }
 };
 
 TEST_F(RecordTest, InsertThenUpdateThenReload) {
   transaction t(db_);
   t.begin();
-  record r(db_, tags_);
-  r["name"] = entry_data("first");
-  r["flag"] = entry_data(0);
-  r.save();
+  record r = save_tag("first");
   EXPECT_EQ(r.id(), 1);
   EXPECT_TRUE(r.in_database());
   r["name"] = entry_data("renamed");
   r.save();
   t.end();
-  EXPECT_EQ(count(db_), 1);
+  EXPECT_EQ(count(), 1);
   const record loaded(db_, tags_, 1);
   EXPECT_EQ(loaded.get("name"), entry_data("renamed"));
   EXPECT_EQ(loaded.get("id"), entry_data(1));
@@ -79,7 +63,7 @@ TEST_F(RecordTest, SaveNeedsATransactionAndWritesOnlyChanges) {
 
   // Another writer renames the tag. An unchanged save issues no statement, so even the
   // strict policy does not notice.
-  sqlite_database other(box_.path("r.db"));
+  sqlite_database other(file_);
   query(other, "UPDATE tag_table SET name = 'x'").execute();
   transaction t(db_);
   t.begin(strict_policy);
@@ -122,14 +106,14 @@ TEST_F(RecordTest, RemoveChecksReferencesOrCascades) {
   EXPECT_EQ(message_of<record_has_foreign_references_error>([&] { r.remove(true); }),
             "The record could not be removed.  There were existing references to the record in "
             "the database.");
-  EXPECT_EQ(count(db_), 4);
+  EXPECT_EQ(count(), 4);
   r.remove(false);
   t.end();
   EXPECT_EQ(query(db_, "SELECT name FROM tag_table")
                 .add_column("name", typeid(std::string))
                 .first_row()[0],
             entry_data("other"));
-  EXPECT_EQ(count(db_), 1);
+  EXPECT_EQ(count(), 1);
 
   // A stale record of a row that is gone.
   transaction again(db_);

@@ -4,16 +4,13 @@
 
 #include <stdexcept>
 
+#include "tests/dbl/dbl_test_util.h"
+
 namespace dbl {
 namespace {
 
 std::string logic_message(const std::function<void()>& fn) {
-  try {
-    fn();
-  } catch (const std::logic_error& e) {
-    return e.what();
-  }
-  return "<no exception>";
+  return dbl_test::message_of<std::logic_error>(fn);
 }
 
 TEST(TableDescription, AutoIdColumnAndPositions) {

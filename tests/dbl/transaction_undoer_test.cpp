@@ -5,18 +5,14 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
 
 #include "dbl/exceptions.h"
-#include "dbl/query.h"
-#include "dbl/record.h"
-#include "dbl/sqlite/sqlite_database.h"
 #include "dbl/transaction.h"
 #include "tests/dbl/dbl_test_util.h"
-#include "tests/support/sandbox.h"
 
 namespace dbl {
 namespace {
 
 using dbl_test::message_of;
-using rows = std::vector<entry_data_vector>;
+using dbl_test::rows;
 
 // Items of an album, pointing at tags: a second table, written between tag writes, so that
 // replay has to keep the order across tables.
@@ -30,21 +26,10 @@ table_description item_table(const table_description& tags) {
   return t;
 }
 
-class UndoTest : public ::testing::Test {
+class UndoTest : public dbl_test::tag_db_test {
  protected:
-  UndoTest() {
-    db_.create_table(tags_);
-    db_.create_table(items_);
-  }
+  UndoTest() { db_.create_table(items_); }
 
-  record tag(const std::string& name, entry_data parent = entry_data()) {
-    record r(db_, tags_);
-    r["name"] = entry_data(name);
-    r["parent_id"] = std::move(parent);
-    r["flag"] = entry_data(0);
-    r.save();
-    return r;
-  }
   record item(int tag_id, int position) {
     record r(db_, items_);
     r["tag_id"] = entry_data(tag_id);
@@ -52,11 +37,7 @@ class UndoTest : public ::testing::Test {
     r.save();
     return r;
   }
-  rows all(const table_description& table) {
-    query q(db_, "SELECT * FROM " + table.name() + " ORDER BY id");
-    q.set_columns(table);
-    return rows(q.begin(), q.end());
-  }
+  rows all(const table_description& table) { return dbl_test::all_rows(db_, table); }
   std::pair<rows, rows> snapshot() { return {all(tags_), all(items_)}; }
   // The undo rows as "<undo id> <type> <id> <name> <flag>".
   std::vector<std::string> undo_rows(const std::string& table) {
@@ -75,9 +56,6 @@ class UndoTest : public ::testing::Test {
   }
   int count(const std::string& sql) { return query(db_, sql).select_ints().at(0); }
 
-  vantor_test::sandbox box_;
-  sqlite_database db_{box_.path("u.db")};
-  table_description tags_ = dbl_test::tag_table();
   table_description items_ = item_table(tags_);
 };
 
@@ -85,11 +63,11 @@ TEST_F(UndoTest, UndoTableRowsAndUpdateThenDeleteOfOneRow) {
   {
     transaction t(db_);
     t.begin(merge_policy, true);
-    tag("a");
+    save_tag("a");
     t.end();
   }
   record r(db_, tags_, 1);
-  sqlite_database other(box_.path("u.db"));
+  sqlite_database other(file_);
   query(other, "UPDATE tag_table SET name = 'b', flag = 9").execute();
   const rows before = all(tags_);
 
@@ -98,7 +76,7 @@ TEST_F(UndoTest, UndoTableRowsAndUpdateThenDeleteOfOneRow) {
   r["flag"] = entry_data(1);
   r.save();
   r.remove();
-  tag("c");
+  save_tag("c");
   record quiet(db_, tags_);
   quiet["name"] = entry_data("not recorded");
   quiet["flag"] = entry_data(0);
@@ -134,22 +112,22 @@ TEST_F(UndoTest, UndoTableRowsAndUpdateThenDeleteOfOneRow) {
 TEST_F(UndoTest, UndoAndRedoAcrossTablesRestoreRowsAndIds) {
   transaction setup(db_);
   setup.begin(merge_policy, true);
-  record kept = tag("kept");
+  record kept = save_tag("kept");
   record first_item = item(kept.id(), 1);
   setup.end();
   const auto before = snapshot();
 
   transaction t(db_);
   t.begin(strict_policy);
-  const record parent = tag("parent", entry_data(kept.id()));
-  const record child = tag("child", entry_data(parent.id()));
+  const record parent = save_tag("parent", entry_data(kept.id()));
+  const record child = save_tag("child", entry_data(parent.id()));
   item(child.id(), 2);
   first_item.remove();
   kept["when_done"] = entry_data(boost::posix_time::ptime(boost::gregorian::date(2009, 5, 1)));
   kept["data"] = entry_data(blob{1, 2, 3});
   kept.save();
   record(db_, tags_, parent.id()).remove(false);  // cascades to the child and its item
-  tag("late");
+  save_tag("late");
   jtb::undo_object undo = t.end_with_undo();
   const auto after = snapshot();
 
@@ -175,7 +153,7 @@ TEST_F(UndoTest, TransactionWithoutWritesHasNothingToReplay) {
   // A rolled back transaction takes its undo table with it.
   transaction rolled(db_);
   rolled.begin();
-  tag("gone");
+  save_tag("gone");
   rolled.rollback();
   EXPECT_FALSE(db_.table_exists("_dbl_temp_undo2"));
 }
@@ -184,12 +162,12 @@ TEST_F(UndoTest, FailedReplayLeavesDataAndUndoTablesAsTheyWere) {
   {
     transaction t(db_);
     t.begin(merge_policy, true);
-    tag("y");
+    save_tag("y");
     t.end();
   }
   transaction t(db_);
   t.begin();
-  tag("x");
+  save_tag("x");
   record y(db_, tags_, 1);
   y["flag"] = entry_data(5);
   y.save();
@@ -197,7 +175,7 @@ TEST_F(UndoTest, FailedReplayLeavesDataAndUndoTablesAsTheyWere) {
   const rows done = all(tags_);
 
   // The update of y is undone first, then the delete of x fails: x changed meanwhile.
-  sqlite_database other(box_.path("u.db"));
+  sqlite_database other(file_);
   query(other, "UPDATE tag_table SET name = 'z' WHERE name = 'x'").execute();
   EXPECT_THROW(undo.undo(), record_changed_error);
   EXPECT_FALSE(db_.in_transaction());
