@@ -37,7 +37,7 @@ TEST(CatalogPaths, AppDataFolderFromXdgDirs) {
 
 // Through the store itself: a hand edit of the same size within one millisecond can go unseen
 // by the store's in-process cache.
-void SetCurrentCatalog(const vantor_test::sandbox& /*box*/, const std::string& folder) {
+void SetCurrentCatalog(const std::string& folder) {
   sync_reg_util::RegSettingsCU key("software\\norvane\\tessarin\\14.0");
   key.set_string("CurrentCatalogPath", folder);
   key.sync();
@@ -46,27 +46,27 @@ void SetCurrentCatalog(const vantor_test::sandbox& /*box*/, const std::string& f
 TEST(CatalogPaths, ConflictAndDeletesFoldersPerCatalog) {
   vantor_test::sandbox box;
   const std::string agent = box.path("home/.local/share/Norvane/Tessarin Halcyn Agent/14.0/");
-  SetCurrentCatalog(box, "/cats/One");
+  SetCurrentCatalog("/cats/One");
   const std::string md5 = "483925f716dffc4c2b12fbda5745da7d";  // of "/cats/One"
   const std::string base = vantor_env::GetConflictFolder(0);
   EXPECT_EQ(base, agent + "Conflicts/" + md5 + "/halcynUserID/");
   EXPECT_TRUE(vantor_env::FolderExists(base));
   EXPECT_EQ(vantor_env::GetConflictFolder(42), base + "42/");
-  EXPECT_EQ(vantor_env::GetConflictFolder(0), base);
   EXPECT_EQ(vantor_env::GetDeletesFolder(), agent + "Deletes/" + md5 + "/halcynUserID/");
   EXPECT_TRUE(vantor_env::FolderExists(vantor_env::GetDeletesFolder()));
 
-  SetCurrentCatalog(box, "/cats/Two");
+  SetCurrentCatalog("/cats/Two");
   EXPECT_NE(vantor_env::GetConflictFolder(0), base);
 
-  SetCurrentCatalog(box, "/cats/One");
+  SetCurrentCatalog("/cats/One");
   std::string first = "old";
   std::string second = "old";
   EXPECT_FALSE(vantor_env::ReadConflictInfo(7, first, second));
   EXPECT_EQ(first, "");
-  box.write_file(base.substr(box.root().size() + 1) + "7/info.txt", "  12\tabc def\n");
-  box.write_file(base.substr(box.root().size() + 1) + "7/online.jpg", "jpg");
-  box.write_file(base.substr(box.root().size() + 1) + "7/keep.txt", "keep");
+  const std::string seven = base.substr(box.root().size() + 1) + "7/";
+  box.write_file(seven + "info.txt", "  12\tabc def\n");
+  box.write_file(seven + "online.jpg", "jpg");
+  box.write_file(seven + "keep.txt", "keep");
   EXPECT_TRUE(vantor_env::ReadConflictInfo(7, first, second));
   EXPECT_EQ(first, "12");
   EXPECT_EQ(second, "abc");
@@ -80,12 +80,12 @@ TEST(CatalogPaths, ConflictAndDeletesFoldersPerCatalog) {
 TEST(CatalogPaths, CatalogUidIsMadeOnceAndKept) {
   vantor_test::sandbox box;
   EXPECT_EQ(vantor_env::GetCatalogUid(), "");
-  SetCurrentCatalog(box, box.path("nowhere"));
+  SetCurrentCatalog(box.path("nowhere"));
   EXPECT_EQ(vantor_env::GetCatalogUid(), "");
   EXPECT_FALSE(vantor_env::FolderExists(box.path("nowhere")));
 
   vantor_env::CreateFolder(box.path("cat"));
-  SetCurrentCatalog(box, box.path("cat"));
+  SetCurrentCatalog(box.path("cat"));
   const std::string uid = vantor_env::GetCatalogUid();
   EXPECT_EQ(uid.size(), 32u);
   EXPECT_EQ(uid.find_first_not_of("0123456789abcdef"), std::string::npos) << uid;
@@ -96,18 +96,21 @@ TEST(CatalogPaths, CatalogUidIsMadeOnceAndKept) {
 
   // Another catalog folder has another identity.
   box.write_file("cat2/x", "");
-  SetCurrentCatalog(box, box.path("cat2"));
+  SetCurrentCatalog(box.path("cat2"));
   EXPECT_NE(vantor_env::GetCatalogUid(), uid);
 }
 
 TEST(CatalogPaths, FixedNames) {
   EXPECT_EQ(vantor_env::GetSyncDbFileName(), "catalog_halcynUserID.syncdb");
   EXPECT_EQ(vantor_env::GetSyncUserName(), "halcynUserID");
-  EXPECT_EQ(vantor_env::GetFormerAgentName(7), "tessarinsyncagent-1.0-en_us");
-  EXPECT_EQ(vantor_env::GetFormerAgentName(10), "tessarinsyncagent-4.0-en_us");
-  EXPECT_EQ(vantor_env::GetFormerAgentName(13), "tessarinhalcynagent-14.0-en_us");
-  EXPECT_EQ(vantor_env::GetFormerAgentName(14), "");
-  EXPECT_EQ(vantor_env::GetFormerAgentName(6), "");
+  const std::pair<int, const char*> agents[] = {{6, ""},
+                                                {7, "tessarinsyncagent-1.0-en_us"},
+                                                {10, "tessarinsyncagent-4.0-en_us"},
+                                                {13, "tessarinhalcynagent-14.0-en_us"},
+                                                {14, ""}};
+  for (const auto& [version, name] : agents) {
+    EXPECT_EQ(vantor_env::GetFormerAgentName(version), name) << version;
+  }
 }
 
 }  // namespace

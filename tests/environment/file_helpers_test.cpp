@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "environment/debug_log.h"
 #include "tests/support/sandbox.h"
 
 namespace {
@@ -148,6 +149,18 @@ TEST(FileHelpers, MovesAcrossRealFileSystems) {
   EXPECT_FALSE(vantor_env::FileExists(box.path("file")));
   EXPECT_EQ(read_file(other + "/file"), "content");
   std::filesystem::remove_all(other);
+}
+
+TEST(DebugLog, OneFlushedLinePerMessage) {
+  const std::string text = vantor_test::capture_stderr([] {
+    vantor_env::DebugLog("Not Logged In Error");
+    vantor_env::DebugLog("MoveFileWithProgress failed with 2.\n");
+    vantor_env::DebugLog("");
+  });
+  EXPECT_EQ(text,
+            "Vantor : Not Logged In Error\n"
+            "Vantor : MoveFileWithProgress failed with 2.\n"
+            "Vantor : \n");
 }
 
 }  // namespace

@@ -1,9 +1,11 @@
 #include "environment/mount_table.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 
+#include "environment/volume_info.h"
 #include "tests/support/sandbox.h"
 
 namespace fs = std::filesystem;
@@ -88,15 +90,17 @@ TEST(MountTable, IdentifiesDisksFromCraftedDeviceTrees) {
   box.write_file("sys/block/sdc/removable", "1\n");
   device("platform/mmc0/mmc0:0001/block/mmcblk0/mmcblk0p1", "179:1", true);
 
-  for (const char* node : {"sda1", "sdb1", "sdc", "sdd1"})
-    box.write_file(std::string("dev/") + node, "");
-  fs::create_symlink(root / "dev" / "sdd1", root / "dev" / "alias");
   fs::create_directories(root / "by-uuid");
-  fs::create_symlink("../dev/sda1", root / "by-uuid" / "1111-AAAA");
-  fs::create_symlink("../dev/sdb1", root / "by-uuid" / "2222-BBBB");
-  fs::create_symlink("../dev/sdc", root / "by-uuid" / "3333-CCCC");
-  fs::create_symlink("../dev/sdd1", root / "by-uuid" / "4444-DDDD");
-  fs::create_symlink("../dev/gone", root / "by-uuid" / "5555-EEEE");
+  const std::pair<const char*, std::string> links[] = {{"1111-AAAA", "sda1"},
+                                                       {"2222-BBBB", "sdb1"},
+                                                       {"3333-CCCC", "sdc"},
+                                                       {"4444-DDDD", "sdd1"},
+                                                       {"5555-EEEE", "gone"}};
+  for (const auto& [uuid, node] : links) {
+    if (node != "gone") box.write_file("dev/" + node, "");
+    fs::create_symlink("../dev/" + node, root / "by-uuid" / uuid);
+  }
+  fs::create_symlink(root / "dev" / "sdd1", root / "dev" / "alias");
   const vantor_env::system_folders_t where{(root / "by-uuid").string(), sys.string()};
 
   const std::string here = root.string();
@@ -135,6 +139,28 @@ TEST(MountTable, ThisProcessHasARootMount) {
   const auto mounts = vantor_env::ReadMountTable();
   EXPECT_EQ(MountPointOf(mounts, "/proc/self"), "/proc");
   EXPECT_TRUE(vantor_env::FindMount(mounts, "/").has_value());
+}
+
+TEST(VolumeInfo, KindsAndFactsOfMountedVolumes) {
+  vantor_test::sandbox box;
+  const vantor_env::volume_info_t here = vantor_env::GetVolumeInfo(box.root());
+  ASSERT_TRUE(here.valid);
+  EXPECT_FALSE(here.root.empty());
+  EXPECT_EQ(box.root().rfind(here.root, 0), 0u) << here.root << " holds " << box.root();
+  EXPECT_FALSE(here.file_system.empty());
+  EXPECT_EQ(vantor_env::GetVolumeInfo(box.root() + "\\").serial, here.serial);
+  EXPECT_EQ(vantor_env::GetNetworkPath(box.root()), "");
+
+  EXPECT_EQ(vantor_env::GetDriveType(box.path("does/not/exist")), vantor_env::kDriveNoRootDir);
+  EXPECT_FALSE(vantor_env::GetVolumeInfo(box.path("does/not/exist")).valid);
+  struct stat shm {};
+  if (::stat("/dev/shm", &shm) == 0 &&
+      vantor_env::GetVolumeInfo("/dev/shm").file_system == "tmpfs") {
+    EXPECT_EQ(vantor_env::GetDriveType("/dev/shm"), vantor_env::kDriveRamDisk);
+  }
+  if (here.file_system == "ext4" || here.file_system == "xfs" || here.file_system == "btrfs") {
+    EXPECT_EQ(vantor_env::GetDriveType(box.root()), vantor_env::kDriveFixed);
+  }
 }
 
 }  // namespace
