@@ -25,6 +25,16 @@ TEST_F(SqlGeneration, Texts) {
   EXPECT_EQ(insert.params.size(), 4u);
   entry_data_vector kept = fresh;
   const generated_sql insert_kept = insert_sql(impl, tags, kept, true);
+  // Insert texts are kept per table and set of bound cells; a new column must not reuse one.
+  entry_data_vector other = fresh;
+  other[4] = entry_data();
+  const generated_sql insert_other = insert_sql(impl, tags, other, true);
+  table_description wider = tags;
+  wider.add_column(
+      column_description("extra", typeid(int), 0, no_constraint, not_in_primary_key, not_indexed));
+  entry_data_vector wide_row = fresh;
+  wide_row.push_back(entry_data());
+  const generated_sql insert_wider = insert_sql(impl, wider, wide_row, true);
 
   const entry_data_vector old_row{entry_data(7), entry_data("a"),    entry_data(),
                                   entry_data(0), entry_data(blob{}), entry_data()};
@@ -62,6 +72,12 @@ TEST_F(SqlGeneration, Texts) {
        "INSERT INTO tag_table\n\t(id, name, parent_id, flag, data, when_done)\n\tVALUES (? , ? "
        ", NULL , ? , ? , NULL )\n"},
       {"insert keeping ids", insert_kept.text, insert.text},
+      {"insert, other cells bound", insert_other.text,
+       "INSERT INTO tag_table\n\t(id, name, parent_id, flag, data, when_done)\n\tVALUES (? , ? "
+       ", NULL , ? , NULL , NULL )\n"},
+      {"insert after a new column", insert_wider.text,
+       "INSERT INTO tag_table\n\t(id, name, parent_id, flag, data, when_done, extra)\n\tVALUES "
+       "(? , ? , NULL , ? , ? , NULL , NULL )\n"},
       {"select current", select_current_sql(tags, old_row).text,
        "SELECT * FROM tag_table\nWHERE id = ?"},
       {"update merge",
