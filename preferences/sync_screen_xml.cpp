@@ -91,8 +91,8 @@ int TagSyncMarks::mark(int tag_id) const {
   return mark;
 }
 
-void WriteLocalTagTree(const vael::connection_handle& handle, const std::vector<vael::tag>& tags,
-                       int height, const TagSyncMarks& marks, std::string& out) {
+void WriteLocalTagTree(const std::vector<vael::tag>& tags, int height, const TagSyncMarks& marks,
+                       std::string& out) {
   const std::string height_text = std::to_string(height);
   std::string name;
   for (const vael::tag& tag : tags) {
@@ -117,7 +117,7 @@ void WriteLocalTagTree(const vael::connection_handle& handle, const std::vector<
     out += '>';
 
     const std::vector<vael::tag> children = tag.get_children();
-    if (!children.empty()) WriteLocalTagTree(handle, children, height + 1, marks, out);
+    if (!children.empty()) WriteLocalTagTree(children, height + 1, marks, out);
     out += "\n</tag>";
   }
 }
@@ -176,8 +176,7 @@ error_code GetXMLForSyncPrefs(std::string folder, std::string& localXml, std::st
     const vael::custom_tag_namespace albums =
         vael::get_custom_tag_namespace(handle, vael_util::ns_name::collection);
     local += "\n<tagnamespace type=\"collection_tag\">";
-    WriteLocalTagTree(handle, albums.get_children(), 1, TagSyncMarks(handle, markAllForSync),
-                      local);
+    WriteLocalTagTree(albums.get_children(), 1, TagSyncMarks(handle, markAllForSync), local);
     local += "\n</tagnamespace>\n</tagsdata>\n</syncsettings>";
     read.end();
     localXml += local;
