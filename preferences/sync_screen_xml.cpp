@@ -129,7 +129,6 @@ namespace VTL {
 error_code GetXMLForSyncPrefs(std::string folder, std::string& localXml, std::string& onlineXml,
                               std::string /*unused*/, bool markAllForSync) {
   using namespace vantor_prefs;
-  error_code result = unknown_error;
   try {
     gCatalogFolder = folder;
     const std::string catalog_path = EnsureSyncCatalogInPlace();
@@ -180,16 +179,13 @@ error_code GetXMLForSyncPrefs(std::string folder, std::string& localXml, std::st
     local += "\n</tagnamespace>\n</tagsdata>\n</syncsettings>";
     read.end();
     localXml += local;
-    result = success;
+    return success;
   } catch (error_code code) {
-    result = code;
+    return code;
   } catch (...) {
     vantor_env::DebugLog("Unhandled Exception.");
-    result = unknown_error;
+    return unknown_error;
   }
-  // A save that failed half way may have left its connection behind.
-  gCatalogConnection.reset();
-  return result;
 }
 
 }  // namespace VTL
