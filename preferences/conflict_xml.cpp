@@ -15,7 +15,6 @@
 #include "catalog/media.h"
 #include "catalog/metadata_view.h"
 #include "catalog/version_stack.h"
-#include "catalog_util/metadata_helpers.h"
 #include "catalog_util/metadata_vocabulary.h"
 #include "environment/catalog_paths.h"
 #include "preferences/library_state.h"
@@ -68,18 +67,15 @@ std::string integer_text(const dbl::entry_data& value) {
 std::int64_t pixel_dimension(const vael::connection_handle& handle, const char* identifier,
                              int media_id) {
   try {
-    const std::vector<vael::metadata_item_t> items =
-        vael_util::get_media_metadata(handle, identifier, media_id);
-    return items.empty() ? 0 : items.front().value.as_int64();
+    return first_media_value(handle, identifier, media_id).as_int64();
   } catch (const std::exception&) {
     return 0;
   }
 }
 
-// Appends the <localdata> element of the media to `out` and returns true; returns false,
-// leaving `out` alone, when the catalog cannot describe it: no such media, or no date (the
-// date library refuses the parts of not_a_date_time).
-bool append_local_text(const vael::connection_handle& handle, int media_id, std::string& out) {
+// The <localdata> element of the media; "" when the catalog cannot describe it: no such
+// media, or no date (the date library refuses the parts of not_a_date_time).
+std::string local_text(const vael::connection_handle& handle, int media_id) {
   std::string text;
   try {
     const std::string filename = vael::media::get_media(handle, media_id).get_filename();
@@ -107,10 +103,9 @@ bool append_local_text(const vael::connection_handle& handle, int media_id, std:
         width > 0 && height > 0 ? std::to_string(width) + "x" + std::to_string(height) : "";
     text += "<localpixel value = \"" + pixels + "\"/></localdata>";
   } catch (const std::exception&) {
-    return false;
+    return {};
   }
-  out += text;
-  return true;
+  return text;
 }
 
 // The whole file as it is; "" when it cannot be opened.
@@ -169,15 +164,15 @@ error_code GetManualConflictResolutionXML(std::vector<int> conflicts, std::vecto
     const int top = vantor_prefs::VersionSetTop(handle, c);
     const std::string element = std::to_string(c);
     out += "<Conflict" + element + ">" + id_text(c, top);
-    append_local_text(handle, top, out);
+    out += local_text(handle, top);
     out += read_online_text(conflictFolder + element + "/" + vantor_env::kConflictOnlineXml);
     out += "</Conflict" + element + ">";
   }
   out += "</Conflicts><Deletions>";
   for (const int d : deletes) {
     const int top = vantor_prefs::VersionSetTop(handle, d);
-    std::string local;
-    if (!append_local_text(handle, top, local) || local.empty()) continue;
+    const std::string local = local_text(handle, top);
+    if (local.empty()) continue;
     const std::string element = std::to_string(d);
     out += "<Delete" + element + ">" + id_text(d, top) + local + "</Delete" + element + ">";
   }

@@ -91,8 +91,8 @@ int TagSyncMarks::mark(int tag_id) const {
   return mark;
 }
 
-void WriteLocalTagTree(const vael::connection_handle& handle, const std::vector<vael::tag>& tags,
-                       int height, const TagSyncMarks& marks, std::string& out) {
+void WriteLocalTagTree(const std::vector<vael::tag>& tags, int height, const TagSyncMarks& marks,
+                       std::string& out) {
   const std::string height_text = std::to_string(height);
   std::string name;
   for (const vael::tag& tag : tags) {
@@ -117,7 +117,7 @@ void WriteLocalTagTree(const vael::connection_handle& handle, const std::vector<
     out += '>';
 
     const std::vector<vael::tag> children = tag.get_children();
-    if (!children.empty()) WriteLocalTagTree(handle, children, height + 1, marks, out);
+    if (!children.empty()) WriteLocalTagTree(children, height + 1, marks, out);
     out += "\n</tag>";
   }
 }
@@ -129,7 +129,6 @@ namespace VTL {
 error_code GetXMLForSyncPrefs(std::string folder, std::string& localXml, std::string& onlineXml,
                               std::string /*unused*/, bool markAllForSync) {
   using namespace vantor_prefs;
-  error_code result = unknown_error;
   try {
     gCatalogFolder = folder;
     const std::string catalog_path = EnsureSyncCatalogInPlace();
@@ -176,21 +175,17 @@ error_code GetXMLForSyncPrefs(std::string folder, std::string& localXml, std::st
     const vael::custom_tag_namespace albums =
         vael::get_custom_tag_namespace(handle, vael_util::ns_name::collection);
     local += "\n<tagnamespace type=\"collection_tag\">";
-    WriteLocalTagTree(handle, albums.get_children(), 1, TagSyncMarks(handle, markAllForSync),
-                      local);
+    WriteLocalTagTree(albums.get_children(), 1, TagSyncMarks(handle, markAllForSync), local);
     local += "\n</tagnamespace>\n</tagsdata>\n</syncsettings>";
     read.end();
     localXml += local;
-    result = success;
+    return success;
   } catch (error_code code) {
-    result = code;
+    return code;
   } catch (...) {
     vantor_env::DebugLog("Unhandled Exception.");
-    result = unknown_error;
+    return unknown_error;
   }
-  // A save that failed half way may have left its connection behind.
-  gCatalogConnection.reset();
-  return result;
 }
 
 }  // namespace VTL

@@ -22,15 +22,6 @@ namespace vantor_prefs {
 void WriteOnlineTagTree(const std::vector<ksv_map>& tags, int height, std::string& out,
                         std::map<std::string, SharedAlbumInfo>& shared);
 
-// Appends one <tag> element per tag of `tags`, in order, with its children nested inside at
-// `height` + 1. QR code and viiv albums are left out with their subtrees. The online id of
-// each tag comes from the sync agent's album store.
-// REQUIRES: the description sync:HalcynTagSyncStatus exists. Throws what reading the catalog
-// throws.
-class TagSyncMarks;
-void WriteLocalTagTree(const vael::connection_handle& handle, const std::vector<vael::tag>& tags,
-                       int height, const TagSyncMarks& marks, std::string& out);
-
 // The marks the screen shows, read for every tag at once: a tree of thousands of albums would
 // otherwise cost a query per album.
 class TagSyncMarks {
@@ -47,5 +38,11 @@ class TagSyncMarks {
   std::map<int, dbl::entry_data> access_;
   bool mark_all_;
 };
+
+// Appends one <tag> element per tag of `tags`, in order, with its children nested inside at
+// `height` + 1. QR code and viiv albums are left out with their subtrees. The online id of
+// each tag comes from the sync agent's album store. Throws what reading the catalog throws.
+void WriteLocalTagTree(const std::vector<vael::tag>& tags, int height, const TagSyncMarks& marks,
+                       std::string& out);
 
 }  // namespace vantor_prefs

@@ -9,12 +9,14 @@
 
 namespace {
 
-class clock_text final : public KSV::StringValue {
+// Counting for interface I, which answers `iid` and bAsE.
+template <class I, KSV::Code iid>
+class counted : public I {
  public:
-  KSV::Status QueryInterface(KSV::Code iid, void** out) override {
+  KSV::Status QueryInterface(KSV::Code asked, void** out) override {
     if (out == nullptr) return KSV::codes::erro;
     *out = nullptr;
-    if (iid != KSV::codes::bStr && iid != KSV::codes::bAsE) return KSV::codes::erro;
+    if (asked != iid && asked != KSV::codes::bAsE) return KSV::codes::erro;
     *out = this;
     AddRef();
     return 0;
@@ -28,6 +30,17 @@ class clock_text final : public KSV::StringValue {
     if (left == 0) Destroy();
     return left;
   }
+
+ protected:
+  virtual ~counted() = default;  // after the interface's places, so it moves none of them
+
+ private:
+  void Destroy() override { delete this; }
+  std::atomic<int> count_{1};
+};
+
+class clock_text final : public counted<KSV::StringValue, KSV::codes::bStr> {
+ public:
   KSV::Status Get(char* buffer, unsigned* size) override {
     static const char kText[] = "minimal-clock";
     const bool fits = buffer != nullptr && *size >= sizeof kText;
@@ -36,31 +49,10 @@ class clock_text final : public KSV::StringValue {
     std::memcpy(buffer, kText, sizeof kText);
     return 0;
   }
-
- private:
-  void Destroy() override { delete this; }
-  std::atomic<int> count_{1};
 };
 
-class clock_library final : public KSV::Library {
+class clock_library final : public counted<KSV::Library, KSV::codes::bAsE> {
  public:
-  KSV::Status QueryInterface(KSV::Code iid, void** out) override {
-    if (out == nullptr) return KSV::codes::erro;
-    *out = nullptr;
-    if (iid != KSV::codes::bAsE) return KSV::codes::erro;
-    *out = this;
-    AddRef();
-    return 0;
-  }
-  KSV::Status AddRef() override {
-    ++count_;
-    return 0;
-  }
-  KSV::Status Release() override {
-    const int left = --count_;
-    if (left == 0) Destroy();
-    return left;
-  }
   KSV::Status SetAuthInfo(KSV::StringValue*) override { return KSV::codes::erro; }
   KSV::Status GetServerTime(KSV::StringValue** time) override {
     *time = new clock_text();
@@ -68,10 +60,6 @@ class clock_library final : public KSV::Library {
   }
   KSV::Status ListTags(KSV::List**) override { return KSV::codes::erro; }
   KSV::Status GetStorageInfo(KSV::Map**) override { return KSV::codes::erro; }
-
- private:
-  void Destroy() override { delete this; }
-  std::atomic<int> count_{1};
 };
 
 }  // namespace

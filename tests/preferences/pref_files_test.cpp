@@ -21,11 +21,9 @@ constexpr char kCreationKey[] = "software\\norvane\\ombrelle\\14.0\\common\\sett
 constexpr char kOrganizerKey[] = "software\\norvane\\tessarin\\14.0";
 
 // Names in a folder, to see that no temporary file is left behind.
-std::string Listing(const std::string& folder) {
-  std::set<std::string> sorted;
-  for (const auto& e : fs::directory_iterator(folder)) sorted.insert(e.path().filename());
-  std::string names;
-  for (const auto& name : sorted) names += name + ";";
+std::set<std::string> Listing(const std::string& folder) {
+  std::set<std::string> names;
+  for (const auto& e : fs::directory_iterator(folder)) names.insert(e.path().filename());
   return names;
 }
 
@@ -44,7 +42,7 @@ TEST(PrefFiles, SetSyncPrefsWritesTheUsersFile) {
   prefs.version = 3;
   ASSERT_TRUE(VTL::SetSyncPrefs(prefs, folder, "other"));
   EXPECT_EQ(read_file(folder + "/syncdb/other.pref"), VTL::GetXMLForSyncPrefs(prefs));
-  EXPECT_EQ(Listing(folder + "/syncdb"), "other.pref;user-7.pref;");
+  EXPECT_EQ(Listing(folder + "/syncdb"), (std::set<std::string>{"other.pref", "user-7.pref"}));
 
   // The text ends at its first zero byte, as it always has.
   EXPECT_EQ(vantor_prefs::WritePrefFile(std::string("ab\0cd", 5), folder, "z"), VTL::success);
@@ -67,7 +65,8 @@ TEST(PrefFiles, SetSyncPrefsWritesTheUsersFile) {
   ::setrlimit(RLIMIT_FSIZE, &saved);
   EXPECT_TRUE(written);
   EXPECT_EQ(read_file(folder + "/syncdb/other.pref"), VTL::GetXMLForSyncPrefs(prefs));
-  EXPECT_EQ(Listing(folder + "/syncdb"), "other.pref;user-7.pref;z.pref;");
+  EXPECT_EQ(Listing(folder + "/syncdb"),
+            (std::set<std::string>{"other.pref", "user-7.pref", "z.pref"}));
 
   SyncPrefs untouched = prefs;
   EXPECT_FALSE(VTL::GetSyncPrefs(untouched, folder, "other"));
@@ -113,32 +112,32 @@ TEST(PrefFiles, ReadOrCreateSyncPref) {
   prefs_env env;
   const std::string folder = env.box().path("cat") + "/";
   fs::create_directories(folder);
-  std::string out = "kept:";
+  auto read = [](const std::string& in_folder, const std::string& before = "") {
+    std::string out = before;
+    EXPECT_EQ(vantor_prefs::ReadOrCreateSyncPref(out, "", in_folder), VTL::success) << in_folder;
+    return out;
+  };
 
+  std::string out = "kept:";
   EXPECT_EQ(vantor_prefs::ReadOrCreateSyncPref(out, "", ""), VTL::invalid_argument);
   EXPECT_EQ(out, "kept:");
 
-  // No file: the default text is given and left in <folder>syncdb/sync.pref.
+  // No file: the default text is appended and left in <folder>syncdb/sync.pref.
   const std::string defaults = vantor_prefs::SyncDefaultsXml();
-  EXPECT_EQ(vantor_prefs::ReadOrCreateSyncPref(out, "", folder), VTL::success);
-  EXPECT_EQ(out, "kept:" + defaults);
+  EXPECT_EQ(read(folder, "kept:"), "kept:" + defaults);
   EXPECT_EQ(read_file(folder + "syncdb/sync.pref"), defaults);
   // No separator is added: a folder without one gets a sibling "<name>syncdb".
   fs::create_directories(env.box().path("bare"));
-  EXPECT_EQ(vantor_prefs::ReadOrCreateSyncPref(out, "", env.box().path("bare")), VTL::success);
+  read(env.box().path("bare"));
   EXPECT_TRUE(fs::exists(env.box().path("baresyncdb/sync.pref")));
 
   // An existing file gives its first line only, line end included.
   env.box().write_file("cat/syncdb/sync.pref", "<syncon value=\"true\"/>\nsecond");
-  out.clear();
-  EXPECT_EQ(vantor_prefs::ReadOrCreateSyncPref(out, "", folder), VTL::success);
-  EXPECT_EQ(out, "<syncon value=\"true\"/>\n");
+  EXPECT_EQ(read(folder), "<syncon value=\"true\"/>\n");
 
   // An empty first line counts as no file.
   env.box().write_file("cat/syncdb/sync.pref", "");
-  out.clear();
-  EXPECT_EQ(vantor_prefs::ReadOrCreateSyncPref(out, "", folder), VTL::success);
-  EXPECT_EQ(out, defaults);
+  EXPECT_EQ(read(folder), defaults);
   EXPECT_EQ(read_file(folder + "syncdb/sync.pref"), defaults);
 }
 

@@ -1,7 +1,15 @@
 #include "tests/preferences/prefs_test_env.h"
 
+#include <sqlite3.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
+
+#include "catalog/connection.h"
+#include "catalog/transaction.h"
+#include "catalog_util/catalog_defaults.h"
+#include "preferences/library_state.h"
 
 namespace vantor_test {
 
@@ -23,6 +31,23 @@ void prefs_env::write_strand(const std::string& catalog, const std::string& user
                      "\nEncryptedTicketVector=" + ticket + "\nUserId=" + userId + "\n");
 }
 
+scoped_env::scoped_env(const char* name, const std::string& value) : name_(name) {
+  ::setenv(name, value.c_str(), 1);
+}
+
+scoped_env::~scoped_env() {
+  ::unsetenv(name_);
+}
+
+VTL::error_code error_of(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (VTL::error_code code) {
+    return code;
+  }
+  return VTL::success;
+}
+
 SyncPrefs parser_defaults(const std::string& downloadPath) {
   SyncPrefs p{};
   p.newalbumssyncauto = true;
@@ -32,6 +57,47 @@ SyncPrefs parser_defaults(const std::string& downloadPath) {
   p.downloadlocationpath = downloadPath;
   p.deleteMediaPref = 1;
   return p;
+}
+
+sync_catalog_test::sync_catalog_test() {
+  env_.write_strand(folder_, "ann", "t-1");
+  write_state(R"({"ticket": "t-1"})");
+  std::filesystem::create_directories(folder_);
+  vantor_prefs::gSharedAlbums.clear();
+}
+
+void sync_catalog_test::make_catalog(bool defaults) const {
+  env_.box().write_file("cat/catalog.omb14db", "");
+  write([&](const vael::connection_handle& h) {
+    if (!defaults) return;
+    vael_util::initialize_catalog_defaults(
+        h, {"", "Family", "Friends", "Colleagues", "", "", "Nature", "Travel", "Hobbies", "Misc",
+            "QR Code", "", "", "Smart Albums"});
+  });
+}
+
+void sync_catalog_test::write(
+    const std::function<void(const vael::connection_handle&)>& step) const {
+  vael::connection c(catalog_);
+  vael::transaction t(c.handle());
+  t.begin(true, 1);
+  step(c.handle());
+  t.commit();
+}
+
+std::string sync_catalog_test::rows(const std::string& sql) const {
+  sqlite3* db = nullptr;
+  EXPECT_EQ(sqlite3_open_v2(catalog_.c_str(), &db, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
+  std::string out;
+  auto add = [](void* text, int n, char** values, char**) {
+    auto& s = *static_cast<std::string*>(text);
+    for (int i = 0; i < n; ++i) s += std::string(i ? "|" : "") + (values[i] ? values[i] : "");
+    s += "\n";
+    return 0;
+  };
+  EXPECT_EQ(sqlite3_exec(db, sql.c_str(), add, &out, nullptr), SQLITE_OK) << sql;
+  sqlite3_close(db);
+  return out;
 }
 
 }  // namespace vantor_test

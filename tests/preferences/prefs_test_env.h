@@ -1,8 +1,12 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <functional>
 #include <string>
 #include <tuple>
 
+#include "catalog/connection_handle.h"
 #include "tests/support/sandbox.h"
 #include "vantor/vantor.h"
 
@@ -27,6 +31,21 @@ class prefs_env {
   sandbox box_;
 };
 
+// Sets an environment variable for one scope, and unsets it after.
+class scoped_env {
+ public:
+  scoped_env(const char* name, const std::string& value);
+  ~scoped_env();
+  scoped_env(const scoped_env&) = delete;
+  scoped_env& operator=(const scoped_env&) = delete;
+
+ private:
+  const char* name_;
+};
+
+// The VTL::error_code that `call` throws; success when it throws none.
+VTL::error_code error_of(const std::function<void()>& call);
+
 // Every field, for comparing two records whole.
 inline auto fields(const SyncPrefs& p) {
   return std::tie(p.syncon, p.newalbumssyncauto, p.askbeforedelete, p.resolveconflictsauto,
@@ -39,5 +58,27 @@ inline auto fields(const SyncPrefs& p) {
 
 // The parser's defaults, written out independently of the library.
 SyncPrefs parser_defaults(const std::string& downloadPath);
+
+// A signed-in user ("ann", ticket "t-1") whose sync catalog is <root>/cat, the reference
+// membership client serving <root>/ksv.json for that ticket, and no shared album details.
+class sync_catalog_test : public ::testing::Test {
+ protected:
+  sync_catalog_test();
+
+  // Makes the catalog file, with the albums and namespaces of a new catalog when `defaults`.
+  void make_catalog(bool defaults = true) const;
+  // Runs `step` on a connection of its own, in a transaction that is then committed.
+  void write(const std::function<void(const vael::connection_handle&)>& step) const;
+  // The rows of `sql` on the catalog file, read with SQLite alone: columns joined by '|',
+  // each row ended by '\n'.
+  std::string rows(const std::string& sql) const;
+  void write_state(const std::string& json) const { env_.box().write_file("ksv.json", json); }
+
+  prefs_env env_;
+  const std::string folder_ = env_.box().path("cat");
+  const std::string catalog_ = folder_ + "/catalog.omb14db";
+  scoped_env client_{"VANTOR_KSV_LIBRARY", VANTOR_TEST_KSV_LOCAL};
+  scoped_env state_{"VANTOR_KSV_LOCAL_STATE", env_.box().path("ksv.json")};
+};
 
 }  // namespace vantor_test

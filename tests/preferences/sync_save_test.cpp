@@ -1,17 +1,13 @@
 // SaveSyncPrefs against a real sync catalog and album store in a sandbox; results are read
 // back from the catalog file with plain SQL.
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
 #include <string>
 
-#include "catalog/connection.h"
 #include "catalog/tag.h"
-#include "catalog/transaction.h"
-#include "catalog_util/catalog_defaults.h"
 #include "platform/album_store.h"
 #include "platform/sync_util.h"
 #include "preferences/library_state.h"
@@ -37,78 +33,43 @@ std::string selection(const std::string& albums) {
          "</tagnamespace></tagsdata></syncsettings>";
 }
 
-class SaveSyncPrefsTest : public ::testing::Test {
+class SaveSyncPrefsTest : public sync_catalog_test {
  protected:
-  SaveSyncPrefsTest() : folder_(env_.box().path("cat")) {
-    env_.box().write_file("cat/catalog.omb14db", "");
-    env_.write_strand(folder_, "ann", "ticket", "u-1");
-    vael::connection c(catalog_path());
-    vael::transaction t(c.handle());
-    t.begin(true, 1);
-    vael_util::initialize_catalog_defaults(
-        c.handle(), {"", "Family", "Friends", "Colleagues", "", "", "Nature", "Travel", "Hobbies",
-                     "Misc", "QR Code", "", "", "Smart Albums"});
-    t.commit();
-    gSharedAlbums.clear();
-  }
+  SaveSyncPrefsTest() { make_catalog(); }
 
-  std::string catalog_path() const { return folder_ + "/catalog.omb14db"; }
-
-  // The rows of `sql` on the catalog file, columns joined by '|', each row ended by '\n'.
-  std::string rows(const std::string& sql) const {
-    sqlite3* db = nullptr;
-    EXPECT_EQ(sqlite3_open_v2(catalog_path().c_str(), &db, SQLITE_OPEN_READONLY, nullptr),
-              SQLITE_OK);
-    std::string out;
-    auto add = [](void* text, int n, char** values, char**) {
-      auto& s = *static_cast<std::string*>(text);
-      for (int i = 0; i < n; ++i) s += std::string(i ? "|" : "") + (values[i] ? values[i] : "");
-      s += "\n";
-      return 0;
-    };
-    EXPECT_EQ(sqlite3_exec(db, sql.c_str(), add, &out, nullptr), SQLITE_OK) << sql;
-    sqlite3_close(db);
-    return out;
-  }
   int tag_id(const std::string& name) const {
     return std::stoi(rows("SELECT id FROM tag_table WHERE name = '" + name + "'"));
   }
-  int collection_ns_id() const { return tag_id("collection_ns"); }
+  std::string count(const std::string& name) const {
+    return rows("SELECT COUNT(*) FROM tag_table WHERE name = '" + name + "'");
+  }
   // The tag's metadata values, "identifier=value" by identifier.
   std::string values(int tag) const {
-    const std::string join =
-        " v ON v.id = l.metadata_id JOIN metadata_description_table d ON d.id = v.description_id "
-        "WHERE l.tag_id = " +
-        std::to_string(tag);
-    return rows(
-        "SELECT d.identifier || '=' || v.value FROM tag_to_metadata_table l JOIN "
-        "metadata_integer_table" +
-        join +
-        " UNION ALL SELECT d.identifier || '=' || v.value FROM tag_to_metadata_table l JOIN "
-        "metadata_string_table" +
-        join + " ORDER BY 1");
+    std::string sql;
+    for (const char* table : {"metadata_integer_table", "metadata_string_table"}) {
+      sql += std::string(sql.empty() ? "" : " UNION ALL ") +
+             "SELECT d.identifier || '=' || v.value FROM tag_to_metadata_table l JOIN " + table +
+             " v ON v.id = l.metadata_id JOIN metadata_description_table d ON "
+             "d.id = v.description_id WHERE l.tag_id = " +
+             std::to_string(tag);
+    }
+    return rows(sql + " ORDER BY 1");
   }
   // A collection in collection_ns made outside the export, as the organizer would.
-  int existing_album(const std::string& name) {
-    {
-      vael::connection c(catalog_path());
-      vael::transaction t(c.handle());
-      t.begin(true, 1);
-      vael::get_tag(c.handle(), collection_ns_id()).create_child(name, {"collection", true});
-      t.commit();
-    }
+  int existing_album(const std::string& name) const {
+    write([&](const vael::connection_handle& h) {
+      vael::get_tag(h, tag_id("collection_ns")).create_child(name, {"collection", true});
+    });
     return tag_id(name);
   }
   std::optional<sync_util::album_record> stored(int tag) const {
     if (!std::filesystem::exists(sync_util::album_store_path())) return std::nullopt;
     return sync_util::album_store(sync_util::album_store_path(), false).find(tag);
   }
-
-  prefs_env env_;
-  std::string folder_;
 };
 
-TEST_F(SaveSyncPrefsTest, EmptyTextsForgetSharedAlbumsAndWriteNothing) {
+TEST_F(SaveSyncPrefsTest, PrefFileAndItsFailures) {
+  // Either text empty: the shared details are forgotten and nothing is written.
   for (const auto& [tags, prefs] : {std::pair<std::string, std::string>{"", "<syncon/>"},
                                     std::pair<std::string, std::string>{selection(""), ""}}) {
     gSharedAlbums["o1"].isSharedFlat = true;
@@ -116,9 +77,7 @@ TEST_F(SaveSyncPrefsTest, EmptyTextsForgetSharedAlbumsAndWriteNothing) {
     EXPECT_TRUE(gSharedAlbums.empty());
     EXPECT_FALSE(std::filesystem::exists(folder_ + "/syncdb"));
   }
-}
 
-TEST_F(SaveSyncPrefsTest, PrefFileAndItsFailures) {
   gSharedAlbums["o1"].isSharedFlat = true;
   EXPECT_EQ(VTL::SaveSyncPrefs(selection(""), "<syncon value = \"true\">", ""), VTL::success);
   EXPECT_EQ(read_file(folder_ + "/syncdb/.pref"), "<syncon value = \"true\">");
@@ -129,10 +88,10 @@ TEST_F(SaveSyncPrefsTest, PrefFileAndItsFailures) {
   env_.box().write_file("cat/syncdb", "a file where the folder belongs");
   EXPECT_EQ(VTL::SaveSyncPrefs(selection(album("", "", "New", 1, "collection")), "p", "u-1"),
             VTL::unknown_error);
-  EXPECT_EQ(rows("SELECT COUNT(*) FROM tag_table WHERE name = 'New'"), "0\n");
+  EXPECT_EQ(count("New"), "0\n");
 
   // No catalog file: 6, no log line, no file.
-  env_.write_strand(env_.box().path("elsewhere"), "ann", "ticket");
+  env_.write_strand(env_.box().path("elsewhere"), "ann", "t-1");
   std::filesystem::create_directories(env_.box().path("elsewhere"));
   VTL::error_code result = VTL::success;
   EXPECT_EQ(capture_stderr([&] { result = VTL::SaveSyncPrefs(selection(""), "p", "u-1"); }), "");
@@ -161,7 +120,7 @@ TEST_F(SaveSyncPrefsTest, MarksOfExistingAlbums) {
   EXPECT_FALSE(stored(on)->dirty);
   EXPECT_EQ(stored(on)->online_id, "o-on") << "no online id: the link is left alone";
   EXPECT_EQ(values(skipped), "");
-  EXPECT_EQ(rows("SELECT COUNT(*) FROM tag_table WHERE name = 'Online only'"), "0\n");
+  EXPECT_EQ(count("Online only"), "0\n");
   EXPECT_TRUE(vantor_prefs::gTagSelectionStack.empty());
 }
 
@@ -170,10 +129,11 @@ TEST_F(SaveSyncPrefsTest, MarkedAlbumsWithoutLocalTagsAreMadeWithTheirParents) {
   ASSERT_EQ(VTL::SaveSyncPrefs(selection(album("", "", "Top", 1, "collection")), "p", "u-1"),
             VTL::success);
   const int top = tag_id("Top");
-  EXPECT_EQ(rows("SELECT parent_id, type_name, media_is_ordered, can_tag_media, "
-                 "can_have_children FROM tag_table WHERE id = " +
+  EXPECT_EQ(rows("SELECT p.name, t.type_name, t.media_is_ordered, t.can_tag_media, "
+                 "t.can_have_children FROM tag_table t JOIN tag_table p ON p.id = t.parent_id "
+                 "WHERE t.id = " +
                  std::to_string(top)),
-            std::to_string(collection_ns_id()) + "|collection|1|1|1\n");
+            "collection_ns|collection|1|1|1\n");
   EXPECT_EQ(values(top), "sync:HalcynTagSyncStatus=1\n");
   EXPECT_FALSE(stored(top).has_value());
 
@@ -207,8 +167,7 @@ TEST_F(SaveSyncPrefsTest, OnlineAlbumsTakeTheirSharingDetails) {
                                      album("", "o-unknown", "Unknown", 1, "collection"));
   ASSERT_EQ(VTL::SaveSyncPrefs(text, "p", "u-1"), VTL::success);
 
-  const int shared_id = tag_id("Shared");
-  EXPECT_EQ(values(shared_id),
+  EXPECT_EQ(values(tag_id("Shared")),
             "omb:aclPublic=r\nomb:flatHalcynAlbumTemplateId=tmpl-7\n"
             "omb:isSharedHalcynAlbumPublic=1\nomb:sharedHalcynAlbumPermissions=rw\n"
             "sync:HalcynTagSyncStatus=3\n");
@@ -220,25 +179,24 @@ TEST_F(SaveSyncPrefsTest, OnlineAlbumsTakeTheirSharingDetails) {
     const int id = tag_id(name);
     const auto record = stored(id);
     ASSERT_TRUE(record.has_value()) << name;
+    EXPECT_EQ(record->online_id, std::string("o-") + (name[0] == 'S' ? "shared" : "unknown"));
     EXPECT_EQ(record->change_id,
               std::stoul(rows("SELECT change_id FROM tag_table WHERE id = " + std::to_string(id))))
         << name << ": the change id the commit gave the tag";
     EXPECT_NE(record->change_id, 0u) << name;
     EXPECT_FALSE(record->dirty) << name;
   }
-  EXPECT_EQ(stored(shared_id)->online_id, "o-shared");
 }
 
 TEST_F(SaveSyncPrefsTest, CatalogExceptionLeavesAsItselfAndKeepsEarlierCommits) {
   std::string expected;
-  {
-    vael::connection c(catalog_path());
+  write([&](const vael::connection_handle& h) {
     try {
-      vael::get_tag(c.handle(), 999999);
+      vael::get_tag(h, 999999);
     } catch (const std::logic_error& e) {
       expected = e.what();
     }
-  }
+  });
   ASSERT_FALSE(expected.empty());
 
   const std::string text = selection(album("", "", "Before", 1, "collection") +
@@ -251,15 +209,16 @@ TEST_F(SaveSyncPrefsTest, CatalogExceptionLeavesAsItselfAndKeepsEarlierCommits) 
     EXPECT_EQ(e.what(), expected);
   }
   EXPECT_EQ(values(tag_id("Before")), "sync:HalcynTagSyncStatus=1\n");
-  EXPECT_EQ(rows("SELECT COUNT(*) FROM tag_table WHERE name = 'After'"), "0\n");
+  EXPECT_EQ(count("After"), "0\n");
   EXPECT_TRUE(vantor_prefs::gTagSelectionStack.empty());
   EXPECT_EQ(vantor_prefs::gCatalogConnection, nullptr);
 
   // The next save starts clean.
   EXPECT_EQ(VTL::SaveSyncPrefs(selection(album("", "", "After", 1, "collection")), "p", "u-1"),
             VTL::success);
-  EXPECT_EQ(rows("SELECT parent_id FROM tag_table WHERE name = 'After'"),
-            std::to_string(collection_ns_id()) + "\n");
+  EXPECT_EQ(rows("SELECT p.name FROM tag_table t JOIN tag_table p ON p.id = t.parent_id "
+                 "WHERE t.name = 'After'"),
+            "collection_ns\n");
 }
 
 }  // namespace
