@@ -33,6 +33,10 @@ internal_connection::~internal_connection() = default;
 void internal_connection::clear_caches() {
   media_tracker_.clear();
   tag_tracker_.clear();
+  clear_small_caches();
+}
+
+void internal_connection::clear_small_caches() {
   metadata_by_id_.clear();
   metadata_by_identifier_.clear();
   rendition_by_id_.clear();

@@ -34,6 +34,9 @@ class internal_connection {
   // Drops every object and description cache, and the changed ids; called when another
   // connection has committed, since any of them may now be stale.
   void clear_caches();
+  // Drops the description, rendition description and volume caches: there are few of each,
+  // so a rollback that may have cached one it made drops them all.
+  void clear_small_caches();
 
   dbl::database& database() { return database_; }
   const std::string& path() const { return path_; }

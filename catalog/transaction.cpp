@@ -28,13 +28,8 @@ transaction::~transaction() {
     for (object_tracker* tracker : {&c.media_tracker(), &c.tag_tracker()}) {
       for (int id : tracker->changed_ids()) tracker->remove_from_caches(id);
     }
-    // A description or volume made or changed in the rolled back step may be cached; there
-    // are few, so all go.
-    c.metadata_by_id().clear();
-    c.metadata_by_identifier().clear();
-    c.rendition_by_id().clear();
-    c.rendition_by_identifier().clear();
-    c.volume_by_id().clear();
+    // A description or volume made or changed in the rolled back step may be cached.
+    c.clear_small_caches();
   } catch (...) {
     // A destructor must not throw; the rollback below still runs.
   }

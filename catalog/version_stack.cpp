@@ -168,14 +168,14 @@ void version_stack::remove_media(int media_id) {
   for (dbl::record& row : select_rows(handle_, media_row_sql, ":media_id", media_id)) {
     row.remove(true);
   }
-  ids.erase(std::remove(ids.begin(), ids.end(), media_id), ids.end());
-  reorder_media(ids);
   for (dbl::record& row : select_rows(handle_, member_rows_sql, ":stack_id", get_id())) {
     if (row.get(col::parent_id).as_int() != media_id) continue;
     row.set(col::parent_id, parent);
     row.save();
   }
-  after_change(ids);
+  ids.erase(std::remove(ids.begin(), ids.end(), media_id), ids.end());
+  // Closes the gap in the indexes and brings the sort rows up to date.
+  reorder_media(ids);
 }
 
 void version_stack::reorder_media(const std::vector<int>& media_ids) {

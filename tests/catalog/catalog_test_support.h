@@ -14,11 +14,13 @@
 
 namespace vael_test {
 
-// The text of what `call` throws, or "(no error)", so that a refusal is checked by its words.
-inline std::string message_of(const std::function<void()>& call) {
+// The text of the E that `call` throws, or "(no error)", so that a refusal is checked by its
+// words; an exception of another type goes on to fail the test.
+template <typename E = std::exception>
+std::string message_of(const std::function<void()>& call) {
   try {
     call();
-  } catch (const std::exception& e) {
+  } catch (const E& e) {
     return e.what();
   }
   return "(no error)";
@@ -34,6 +36,12 @@ inline int scalar(dbl::database& db, const std::string& sql) {
   dbl::query q(db, sql);
   q.add_column("ignored", typeid(int));
   return q.first_row()[0].as_int();
+}
+
+inline std::string text(dbl::database& db, const std::string& sql) {
+  dbl::query q(db, sql);
+  q.add_column("ignored", typeid(std::string));
+  return q.first_row()[0].as_string();
 }
 
 inline void run(dbl::database& db, const std::string& sql) {

@@ -38,15 +38,10 @@ class Media : public vael_test::tag_catalog {
     write([&] { m = media::create_master(h(), volume == 0 ? disk_ : volume, path, "image/jpeg"); });
     return m;
   }
-  std::string text(const std::string& sql) const {
-    dbl::query q(db(), sql);
-    q.add_column("ignored", typeid(std::string));
-    return q.first_row()[0].as_string();
-  }
   std::string cell(const std::string& column, const std::string& table, int media_id) const {
     const char* key = table == "media_table" ? "id" : "media_id";
-    return text("SELECT " + column + " FROM " + table + " WHERE " + key + " = " +
-                std::to_string(media_id));
+    return vael_test::text(db(), "SELECT " + column + " FROM " + table + " WHERE " + key + " = " +
+                                     std::to_string(media_id));
   }
   int media_count() const { return count("SELECT COUNT(*) FROM media_table"); }
 

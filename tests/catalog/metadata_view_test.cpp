@@ -22,6 +22,7 @@ using vael::metadata_description_t;
 using vael::metadata_item_t;
 namespace pt = boost::posix_time;
 
+const auto logic_error_of = vael_test::message_of<std::logic_error>;
 constexpr auto media_assoc = metadata_association_type::media_association_type;
 
 class MetadataView : public vael_test::tag_catalog {
@@ -40,15 +41,6 @@ class MetadataView : public vael_test::tag_catalog {
     return item;
   }
 };
-
-void expect_logic_error(const std::function<void()>& step, const std::string& text) {
-  try {
-    step();
-    ADD_FAILURE() << "no throw, expected: " << text;
-  } catch (const std::logic_error& e) {
-    EXPECT_EQ(e.what(), text);
-  }
-}
 
 TEST_F(MetadataView, EveryValueTypeIsWrittenReadBackAndOverwritten) {
   const pt::ptime noon = pt::time_from_string("2021-05-01 12:00:00.250");
@@ -134,7 +126,7 @@ TEST_F(MetadataView, SingleValuedDescriptionsRefuseASecondValuePerOwner) {
       {[] { vael::value_kind_of(static_cast<metadata_data_type>(5)); },
        "An unknown metadata type was encountered."},
   };
-  for (const auto& c : cases) expect_logic_error([&] { write(c.step); }, c.text);
+  for (const auto& c : cases) EXPECT_EQ(logic_error_of([&] { write(c.step); }), c.text);
   EXPECT_FALSE(view().has_description("test:new"));
   EXPECT_EQ(count("SELECT COUNT(*) FROM metadata_string_table"), 5);
 }
@@ -217,10 +209,10 @@ TEST_F(MetadataView, DescriptionsComeFromTheCacheOnceLoaded) {
                  "INSERT INTO metadata_description_table (id, identifier, data_type, "
                  "association_type, can_have_multiple_items) VALUES (900, 'bad:type', 'text', "
                  "'media_association_type', 0), (901, 'bad:assoc', 'string_type', 'media', 0)");
-  expect_logic_error([&] { view().get_description("bad:type"); },
-                     "An unrecognized metadata type string was encountered.");
-  expect_logic_error([&] { view().get_description(901); },
-                     "An unrecognized metadata association type string was encountered.");
+  EXPECT_EQ(logic_error_of([&] { view().get_description("bad:type"); }),
+            "An unrecognized metadata type string was encountered.");
+  EXPECT_EQ(logic_error_of([&] { view().get_description(901); }),
+            "An unrecognized metadata association type string was encountered.");
   EXPECT_THROW(view().get_description("test:none"), std::logic_error);
 
   // A description made in a step that rolls back is forgotten with it.

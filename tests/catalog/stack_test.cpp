@@ -89,10 +89,8 @@ class Stacks : public vael_test::tag_catalog {
         << "a version stack split, scattered or out of order in a media stack";
   }
   std::string sort_date(const char* table, int media_id) const {
-    dbl::query q(db(), std::string("SELECT search_date_begin FROM ") + table +
-                           " WHERE media_id = " + std::to_string(media_id));
-    q.add_column("ignored", typeid(std::string));
-    return q.first_row()[0].as_string();
+    return vael_test::text(db(), std::string("SELECT search_date_begin FROM ") + table +
+                                     " WHERE media_id = " + std::to_string(media_id));
   }
   version_stack version(int child, int parent) {
     std::optional<version_stack> s;

@@ -9,8 +9,7 @@
 #include "catalog/change_tracker.h"
 #include "catalog/connection.h"
 #include "catalog/internal_connection.h"
-#include "tests/catalog/catalog_test_support.h"
-#include "tests/support/sandbox.h"
+#include "tests/catalog/tag_test_support.h"
 
 namespace {
 
@@ -32,39 +31,20 @@ void cache(vael::internal_connection& c, int id) {
       id, [id] { return cached_media{id}; });
 }
 
-class CatalogTransaction : public ::testing::Test {
- protected:
-  CatalogTransaction() : catalog_(vael_test::new_catalog(box_, "c.vdb")), c_(catalog_) {}
-
-  int commit_new_media(const std::string& file) {
-    vael::transaction t(c_.handle());
-    t.begin(true, 1);
-    const int id = vael_test::add_media(c_.get(), file);
-    t.commit();
-    return id;
-  }
-
-  vantor_test::sandbox box_;
-  std::string catalog_;
-  vael::connection c_;
-};
+using CatalogTransaction = vael_test::tag_catalog;
 
 TEST_F(CatalogTransaction, CommitStampsOneNewIdOnTheChangedRowsOnly) {
   vael::internal_connection& c = c_.get();
   dbl::database& db = c.database();
-  const int a = commit_new_media("a.jpg");
-  const int b = commit_new_media("b.jpg");
+  const int a = new_media("a.jpg");
+  const int b = new_media("b.jpg");
   const int after_b = c.change_tracker().current_change_id();
   EXPECT_EQ(media_change_id(db, b), after_b);
   EXPECT_EQ(media_change_id(db, a), after_b - 1);
   EXPECT_TRUE(c.media_tracker().changed_ids().empty());
 
   const pt::ptime before = pt::second_clock::universal_time();
-  {
-    vael::transaction t(c_.handle());
-    t.begin(true, 1);
-    t.commit();  // no change still takes an id
-  }
+  write([] {});  // no change still takes an id
   EXPECT_EQ(c.change_tracker().current_change_id(), after_b + 1);
   EXPECT_EQ(vael::change_tracker::read_current(db), after_b + 1);
   EXPECT_EQ(media_change_id(db, b), after_b);
@@ -80,9 +60,7 @@ TEST_F(CatalogTransaction, FirstCommitWithoutACounterRowGivesOne) {
   dbl::database& db = c_.get().database();
   run(db, "DELETE FROM change_table");
   run(db, "DELETE FROM db_change_timestamp_table");
-  vael::transaction t(c_.handle());
-  t.begin(true, 1);
-  t.commit();
+  write([] {});
   EXPECT_EQ(c_.get().change_tracker().current_change_id(), 1);
   EXPECT_EQ(scalar(db, "SELECT change_id FROM change_table WHERE change_type = 'db_changed'"), 1);
 }
@@ -90,7 +68,7 @@ TEST_F(CatalogTransaction, FirstCommitWithoutACounterRowGivesOne) {
 TEST_F(CatalogTransaction, AnExceptionRollsBackAndDropsTheChangedObjects) {
   vael::internal_connection& c = c_.get();
   const int before = c.change_tracker().current_change_id();
-  const int kept = commit_new_media("kept.jpg");
+  const int kept = new_media("kept.jpg");
   cache(c, kept);
   int added = 0;
   try {
@@ -121,11 +99,7 @@ TEST_F(CatalogTransaction, DatesArePrunedAThousandAtATimeAtTheExactBoundary) {
       "INSERT INTO db_change_timestamp_table (change_id, change_date_time) "
       "SELECT i, '20200101T000000' FROM n");
   run(db, "UPDATE change_table SET change_id = 11000 WHERE change_type = 'db_changed'");
-  const auto commit = [&] {
-    vael::transaction t(c_.handle());
-    t.begin(true, 1);
-    t.commit();
-  };
+  const auto commit = [&] { write([] {}); };
   commit();  // 11001 looks for row 1, which is gone: nothing goes
   EXPECT_EQ(scalar(db, "SELECT COUNT(*) FROM db_change_timestamp_table"), 11000);
   commit();  // 11002 finds row 2: everything below 1002 goes
@@ -139,7 +113,7 @@ TEST_F(CatalogTransaction, DatesArePrunedAThousandAtATimeAtTheExactBoundary) {
 TEST_F(CatalogTransaction, UndoAndRedoAreNewChanges) {
   vael::internal_connection& c = c_.get();
   dbl::database& db = c.database();
-  const int media = commit_new_media("a.jpg");
+  const int media = new_media("a.jpg");
   jtb::undo_object step = [&] {
     vael::transaction t(c_.handle());
     t.begin(false, 1);
@@ -168,12 +142,8 @@ TEST_F(CatalogTransaction, UndoAndRedoAreNewChanges) {
 
   vael::transaction no_undo(c_.handle());
   no_undo.begin(true, 1);
-  try {
-    no_undo.commit_with_undo();
-    FAIL() << "a step without undo gave an undo object";
-  } catch (const std::logic_error& e) {
-    EXPECT_STREQ(e.what(), "Cannot create an undo_object with a null implementer.");
-  }
+  EXPECT_EQ(vael_test::message_of<std::logic_error>([&] { no_undo.commit_with_undo(); }),
+            "Cannot create an undo_object with a null implementer.");
   EXPECT_EQ(c.change_tracker().current_change_id(), stepped + 3);
 }
 

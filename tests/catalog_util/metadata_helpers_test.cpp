@@ -39,32 +39,26 @@ TEST_F(MetadataHelpers, DefaultListMakesEachDescriptionOnceWithItsRule) {
             static_cast<int>(vael_util::default_metadata_descriptions().size()) - 1);
   EXPECT_FALSE(view().has_description(md::tag_color));
 
+  constexpr auto text = metadata_data_type::string_type, number = metadata_data_type::integer_type;
+  constexpr auto none = metadata_association_type::unassociated_association_type,
+                 media = metadata_association_type::media_association_type,
+                 tag = metadata_association_type::tag_association_type;
   const struct {
     const char* identifier;
     metadata_data_type type;
     metadata_association_type association;
     bool multiple;
   } expected[] = {
-      {md::tag_sort_name, metadata_data_type::string_type,
-       metadata_association_type::unassociated_association_type, false},
-      {md::day_note, metadata_data_type::string_type,
-       metadata_association_type::unassociated_association_type, true},
-      {md::face_data, metadata_data_type::string_type,
-       metadata_association_type::media_association_type, true},
-      {md::face_detector_version, metadata_data_type::integer_type,
-       metadata_association_type::media_association_type, false},
-      {md::is_asset_duplicate, metadata_data_type::integer_type,
-       metadata_association_type::media_association_type, false},
-      {md::is_tag_hidden, metadata_data_type::integer_type,
-       metadata_association_type::tag_association_type, false},
-      {md::person_id, metadata_data_type::string_type,
-       metadata_association_type::tag_association_type, false},
-      {md::tag_icon, metadata_data_type::blob_type,
-       metadata_association_type::unassociated_association_type, false},
-      {md::tag_date, metadata_data_type::date_time_type,
-       metadata_association_type::unassociated_association_type, false},
-      {md::gps_latitude, metadata_data_type::decimal_type,
-       metadata_association_type::unassociated_association_type, false},
+      {md::tag_sort_name, text, none, false},
+      {md::day_note, text, none, true},
+      {md::face_data, text, media, true},
+      {md::face_detector_version, number, media, false},
+      {md::is_asset_duplicate, number, media, false},
+      {md::is_tag_hidden, number, tag, false},
+      {md::person_id, text, tag, false},
+      {md::tag_icon, metadata_data_type::blob_type, none, false},
+      {md::tag_date, metadata_data_type::date_time_type, none, false},
+      {md::gps_latitude, metadata_data_type::decimal_type, none, false},
   };
   for (const auto& e : expected) {
     const vael::metadata_description_t d = view().get_description(e.identifier);

@@ -5,16 +5,12 @@
 #include <boost/function.hpp>
 #include <string>
 
-#include "catalog/connection.h"
-#include "catalog/internal_connection.h"
-#include "catalog/transaction.h"
 #include "catalog_util/search/all_photos_search.h"
 #include "catalog_util/search/criteria_serialization.h"
 #include "catalog_util/search/search_implementer.h"
 #include "dbl/query.h"
 #include "dbl/temporary_table.h"
-#include "tests/catalog/catalog_test_support.h"
-#include "tests/support/sandbox.h"
+#include "tests/catalog/tag_test_support.h"
 
 namespace {
 
@@ -52,7 +48,7 @@ query_t search_build_query(const vael::connection_handle& handle, const path_sea
   return q;
 }
 
-class SearchFramework : public ::testing::Test {
+class SearchFramework : public vael_test::tag_catalog {
  protected:
   static void SetUpTestSuite() {
     vael_util::register_search_implementers(7);
@@ -67,14 +63,9 @@ TEST_F(SearchFramework, RegistersOnceAndRefusesUnknownTypes) {
   const char* const unknown[] = {"(15)", "(0)", "(19)"};
   for (const char* text : unknown) {
     search_criteria read(path_search{"x"}, path_search_type);
-    try {
-      read.deserialize(text, 0);
-      ADD_FAILURE() << text << ": read";
-    } catch (const std::runtime_error& e) {
-      EXPECT_STREQ(e.what(),
-                   "No search_criteria implementer is defined for the search type passed in.")
-          << text;
-    }
+    EXPECT_EQ(vael_test::message_of<std::runtime_error>([&] { read.deserialize(text, 0); }),
+              "No search_criteria implementer is defined for the search type passed in.")
+        << text;
     EXPECT_EQ(read.type(), 1) << text;
     EXPECT_NO_THROW(read.get<vael_util::all_photos_search>()) << text;
   }
@@ -111,29 +102,20 @@ TEST_F(SearchFramework, RoundTripsComparesAndCopiesByValue) {
 }
 
 TEST_F(SearchFramework, QueriesNarrowTheIdTableAndShareTextUntilWritten) {
-  vantor_test::sandbox box;
-  vael::connection c(vael_test::new_catalog(box, "c.vdb"));
   std::vector<int> media;
-  {
-    vael::transaction t(c.handle());
-    t.begin(true, 1);
-    for (const char* file : {"/a/1.jpg", "/b/2.jpg", "/a/3.jpg"}) {
-      media.push_back(vael_test::add_media(c.get(), file));
-    }
-    t.commit();
-  }
-  dbl::temporary_id_set candidates(c.get().database());
+  for (const char* file : {"/a/1.jpg", "/b/2.jpg", "/a/3.jpg"}) media.push_back(new_media(file));
+  dbl::temporary_id_set candidates(db());
   candidates.add({media[1], media[2]});
 
-  const query_t all = search_criteria().build_query(c.handle(), candidates.table_name());
+  const query_t all = search_criteria().build_query(h(), candidates.table_name());
   EXPECT_FALSE(all.has_sql());
   EXPECT_EQ(all.sql(), "");
   EXPECT_FALSE(search_criteria(path_search{"%"}, path_search_type)
-                   .build_any_query(c.handle(), candidates.table_name())
+                   .build_any_query(h(), candidates.table_name())
                    .has_sql());
 
   const query_t in_a = search_criteria(path_search{"/a/%"}, path_search_type)
-                           .build_query(c.handle(), candidates.table_name());
+                           .build_query(h(), candidates.table_name());
   EXPECT_EQ(in_a.select_ids(), std::vector<int>{media[2]});
 
   query_t in_b = in_a;
@@ -145,7 +127,7 @@ TEST_F(SearchFramework, QueriesNarrowTheIdTableAndShareTextUntilWritten) {
   const query_t shared = in_a;
   EXPECT_EQ(&in_a.sql(), &shared.sql());
 
-  query_t positional("SELECT id FROM media_table WHERE id IN (?, ?) ORDER BY id", c.handle());
+  query_t positional("SELECT id FROM media_table WHERE id IN (?, ?) ORDER BY id", h());
   positional.set_positional({dbl::entry_data(media[0]), dbl::entry_data(media[2])});
   EXPECT_EQ(positional.select_ids(), (std::vector<int>{media[0], media[2]}));
   EXPECT_THROW(query_t().select_ids(), std::logic_error);

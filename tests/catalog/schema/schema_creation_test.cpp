@@ -15,9 +15,8 @@
 namespace {
 
 using vael_schema_test::master_entries;
-using vael_schema_test::run;
-using vael_schema_test::scalar;
-using vael_schema_test::text_scalar;
+using vael_test::run;
+using vael_test::scalar;
 
 // The CREATE TABLE texts a new catalog must hold, as the generation rules give them.
 const std::map<std::string, std::string> kTableSql = {
@@ -183,7 +182,7 @@ TEST_F(SchemaCreationTest, NewCatalogHoldsExactlyTheGeneratedSchema) {
 
   EXPECT_EQ(scalar(db, "SELECT count(*) FROM version_table"), 1);
   EXPECT_EQ(vael::schema::read_schema_version(db), 9);
-  EXPECT_EQ(text_scalar(db, "SELECT identifier FROM rendition_description_table WHERE id = 0"),
+  EXPECT_EQ(vael_test::text(db, "SELECT identifier FROM rendition_description_table WHERE id = 0"),
             "vael_master_rendition");
   EXPECT_EQ(scalar(db, "SELECT count(*) FROM rendition_description_table"), 1);
   EXPECT_EQ(db.get_table("media_table").column_count(), 10u);
@@ -218,12 +217,9 @@ TEST_F(SchemaCreationTest, OtherVersionIsRefusedAndNothingIsCreated) {
   dbl::sqlite_database db(file());
   run(db, "CREATE TABLE version_table (\n\tversion_number INTEGER NOT NULL\n)");
   run(db, "INSERT INTO version_table VALUES (8)");
-  try {
-    vael::schema::create_catalog_schema(db);
-    ADD_FAILURE() << "a version 8 file was taken for a current one";
-  } catch (const vael::database_version_error& e) {
-    EXPECT_STREQ(e.what(), "The database is not the current version, and cannot be opened");
-  }
+  EXPECT_EQ(vael_test::message_of<vael::database_version_error>(
+                [&] { vael::schema::create_catalog_schema(db); }),
+            "The database is not the current version, and cannot be opened");
   EXPECT_FALSE(db.in_transaction());
   EXPECT_EQ(master_entries(db).size(), 1u);
 }

@@ -11,6 +11,7 @@
 #include "dbl/query.h"
 #include "dbl/sql_generation.h"
 #include "dbl/transaction.h"
+#include "tests/catalog/catalog_test_support.h"
 
 namespace vael_schema_test {
 
@@ -40,22 +41,6 @@ inline std::string difference(const std::set<master_entry>& a, const std::set<ma
     }
   }
   return out;
-}
-
-inline void run(dbl::database& db, const std::string& sql) {
-  dbl::query(db, sql).execute();
-}
-
-inline int scalar(dbl::database& db, const std::string& sql) {
-  dbl::query q(db, sql);
-  q.add_column("value", typeid(int));
-  return q.first_row()[0].as_int();
-}
-
-inline std::string text_scalar(dbl::database& db, const std::string& sql) {
-  dbl::query q(db, sql);
-  q.add_column("value", typeid(std::string));
-  return q.first_row()[0].as_string();
 }
 
 // A value for `column` in row `n` of a fixture: ids and references are n, so that every

@@ -24,21 +24,28 @@ using vael::schema::schema_generation;
 using vael_schema_test::master_entries;
 using vael_schema_test::populate;
 using vael_schema_test::rows_of;
-using vael_schema_test::run;
-using vael_schema_test::scalar;
+using vael_test::run;
+using vael_test::scalar;
 
 constexpr int kRows = 3;
 constexpr int kChangeId = 42;
+using rows_by_table = std::map<std::string, std::vector<dbl::entry_data_vector>>;
 
 class SchemaUpgradeTest : public ::testing::Test {
  protected:
   std::string file() const { return box_.path("catalog.omb14db"); }
 
-  // A catalog of an old version with rows in every table, as that version made it.
-  void make_fixture(const schema_generation& generation) {
+  // A catalog of an old version with rows in every table, as that version made it; returns
+  // those rows by table.
+  rows_by_table make_fixture(const schema_generation& generation) {
     dbl::sqlite_database db(file());
     vael::schema::create_schema(db, generation);
     populate(db, generation, kRows, kChangeId);
+    rows_by_table out;
+    for (const dbl::table_description& table : generation.tables) {
+      out[table.name()] = rows_of(db, table);
+    }
+    return out;
   }
 
   // What a new catalog holds in sqlite_master.
@@ -49,9 +56,8 @@ class SchemaUpgradeTest : public ::testing::Test {
   }
 
   // The file is a current catalog in every respect, and the rows of `old` survived.
-  void expect_current_with_rows_of(
-      dbl::database& db, const schema_generation& old,
-      const std::map<std::string, std::vector<dbl::entry_data_vector>>& rows_before) {
+  void expect_current_with_rows_of(dbl::database& db, const schema_generation& old,
+                                   const rows_by_table& rows_before) {
     const auto entries = master_entries(db);
     const auto fresh = new_catalog_entries();
     EXPECT_TRUE(entries == fresh) << vael_schema_test::difference(entries, fresh);
@@ -60,9 +66,7 @@ class SchemaUpgradeTest : public ::testing::Test {
       if (table.name() == "version_table") continue;
       EXPECT_TRUE(rows_of(db, table) == rows_before.at(table.name())) << table.name();
     }
-    dbl::query integrity(db, "PRAGMA integrity_check");
-    integrity.add_column("integrity_check", typeid(std::string));
-    EXPECT_EQ(integrity.first_row()[0].as_string(), "ok");
+    EXPECT_EQ(vael_test::text(db, "PRAGMA integrity_check"), "ok");
     EXPECT_EQ(scalar(db, "SELECT count(*) FROM db_change_timestamp_table"), 0);
     EXPECT_EQ(scalar(db,
                      "SELECT count(*) FROM rendition_description_table WHERE id = 0 AND "
@@ -70,23 +74,12 @@ class SchemaUpgradeTest : public ::testing::Test {
               1);
   }
 
-  std::map<std::string, std::vector<dbl::entry_data_vector>> snapshot(
-      const schema_generation& generation) {
-    dbl::sqlite_database db(file());
-    std::map<std::string, std::vector<dbl::entry_data_vector>> out;
-    for (const dbl::table_description& table : generation.tables) {
-      out[table.name()] = rows_of(db, table);
-    }
-    return out;
-  }
-
   vantor_test::sandbox box_;
 };
 
 TEST_F(SchemaUpgradeTest, Version7BecomesANewCatalogKeepingItsRows) {
   const schema_generation v7 = vael::schema::v7::generation();
-  make_fixture(v7);
-  const auto before = snapshot(v7);
+  const rows_by_table before = make_fixture(v7);
   ASSERT_EQ(before.at("tag_table").size(), static_cast<std::size_t>(kRows));
 
   dbl::sqlite_database db(file());
@@ -119,8 +112,7 @@ TEST_F(SchemaUpgradeTest, Version7WithoutCounterTakesChangeIdZero) {
 
 TEST_F(SchemaUpgradeTest, Version8GainsTheTimestampTableOnly) {
   const schema_generation v8 = vael::schema::v8::generation();
-  make_fixture(v8);
-  const auto before = snapshot(v8);
+  const rows_by_table before = make_fixture(v8);
   dbl::sqlite_database db(file());
   vael::schema::upgrade_catalog(db, nullptr);
   expect_current_with_rows_of(db, v8, before);
@@ -129,8 +121,7 @@ TEST_F(SchemaUpgradeTest, Version8GainsTheTimestampTableOnly) {
 
 TEST_F(SchemaUpgradeTest, UpgradeStoppedAfterVersion8GoesOnFromThere) {
   const schema_generation v7 = vael::schema::v7::generation();
-  make_fixture(v7);
-  const auto before = snapshot(v7);
+  const rows_by_table before = make_fixture(v7);
   {
     dbl::sqlite_database db(file());
     // A view under the name of the one table version 9 adds makes the second step fail.
