@@ -111,7 +111,7 @@ void BM_vael_commit_1000_media(benchmark::State& state) {
   for (auto _ : state) {
     ++round;
     vael::transaction t(c.handle());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     for (int i = 0; i < kChanged; ++i) {
       c.get().media_tracker().mark_changed(1001 + (round * kChanged + i) % kMedia);
     }

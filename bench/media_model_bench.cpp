@@ -53,7 +53,7 @@ const std::string& template_catalog() {
     std::ofstream(p).close();
     vael::connection c(p);
     vael::transaction t(c.handle());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     vael::volume_t v;
     v.serial = "bench";
     v.drive_path_if_builtin = "/photos";
@@ -196,7 +196,7 @@ void BM_vael_create_media_with_metadata(benchmark::State& state) {
     vael::connection c(path);
     const vael::connection_handle& h = c.handle();
     vael::transaction t(h);
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     for (int i = 0; i < kCreated; ++i) {
       const int id =
           vael::media::create_master(h, volume, "/pictures/" + file_name(i), "image/jpeg").get_id();
@@ -218,7 +218,7 @@ const std::string& filled_catalog() {
     const int volume = volume_id(p);
     vael::connection c(p);
     vael::transaction t(c.handle());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     for (int i = 0; i < kRead; ++i) {
       const int id =
           vael::media::create_master(c.handle(), volume, "/pictures/" + file_name(i), "image/jpeg")

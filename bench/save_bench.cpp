@@ -54,7 +54,7 @@ const save_world& world() {
     std::ofstream(w.catalog).close();
     vael::connection c(w.catalog);
     vael::transaction t(c.handle());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     vael_util::initialize_catalog_defaults(
         c.handle(), {"", "Family", "Friends", "Colleagues", "", "", "Nature", "Travel", "Hobbies",
                      "Misc", "QR Code", "", "", "Smart Albums"});

@@ -129,7 +129,7 @@ class screen_world {
   template <class Step>
   void write(Step step) const {
     vael::transaction t(h());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     step();
     t.commit();
   }

@@ -232,7 +232,7 @@ void BM_vael_create_10000_media_stacks(benchmark::State& state) {
     state.ResumeTiming();
     vael::connection c(path);
     vael::transaction t(c.handle());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     for (const std::vector<int>& members : piles) vael::media_stack::create(c.handle(), members);
     t.commit();
   }

@@ -166,7 +166,7 @@ void BM_vael_tag_100000_media(benchmark::State& state) {
     state.ResumeTiming();
     vael::connection c(path);
     vael::transaction t(c.handle());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     vael::tag tag = vael::get_tag(c.handle(), kBulkTag);
     for (int m = kFirstMedia; m < kFirstMedia + kMedia; ++m) tag.tag_media(m);
     t.commit();
@@ -329,7 +329,7 @@ void BM_vael_move_subtree(benchmark::State& state) {
   bool under_target = false;
   for (auto _ : state) {
     vael::transaction t(c.handle());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     vael::start_tag_hierarchy_change(c.handle(), ns);
     const vael::tag moved = vael::get_tag(c.handle(), kMoved);
     if (under_target) {

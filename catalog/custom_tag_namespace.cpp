@@ -93,7 +93,9 @@ void remove_custom_tag_namespace(const connection_handle& handle, const std::str
   if (get_connection(handle).hierarchy_namespace != nullptr) {
     throw std::logic_error("Cannot remove a tag namespace while in a tag hierarchy change.");
   }
-  get_custom_tag_namespace(handle, name).base().remove_tag(false, false);
+  get_custom_tag_namespace(handle, name)
+      .base()
+      .remove_tag(tag_base::without_children, tag_base::unless_referenced);
 }
 
 }  // namespace vael

@@ -314,7 +314,7 @@ void media::remove(bool update_relations, bool update_tags) {
   if (!is_master()) {
     for (dbl::record& link :
          rows_of(db, tbl::rendition_to_master_table, master_link_rows_sql, id)) {
-      link.remove(true);
+      link.remove(dbl::record::refuse_if_referenced);
     }
   }
   row_.remove(!update_relations);

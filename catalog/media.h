@@ -86,6 +86,11 @@ class media {
   std::vector<int> get_rendition_ids() const;
   rendition_description_t get_rendition_description() const;
 
+  // Names for remove()'s arguments.
+  static constexpr bool detach_relations = true;
+  static constexpr bool refuse_if_related = false;
+  static constexpr bool detach_ordered_tags = true;
+  static constexpr bool skip_ordered_tags = false;
   // Deletes the media. With `update_relations`, it first leaves its stacks and, with
   // `update_tags` too, the ordered tags, which close the gap; the remaining rows that refer
   // to it go with it. Without `update_relations`, fails with the database layer's references

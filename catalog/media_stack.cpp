@@ -87,7 +87,7 @@ void media_stack::set_media(const std::vector<int>& media_ids) {
 
 void media_stack::dissolve() {
   write_members({}, true);
-  tag_.base().remove_tag(true, true);
+  tag_.base().remove_tag(tag_base::with_children, tag_base::even_if_referenced);
 }
 
 void media_stack::write_members(const std::vector<int>& media_ids, bool may_have_rows) {
@@ -125,7 +125,7 @@ void media_stack::write_members(const std::vector<int>& media_ids, bool may_have
     const int media_position = table.column_position(col::media_id);
     for (dbl::entry_data_vector& values : rows) {
       touched.push_back(values[static_cast<std::size_t>(media_position)].as_int());
-      dbl::record(db, table, std::move(values), true).remove(true);
+      dbl::record(db, table, std::move(values), true).remove(dbl::record::refuse_if_referenced);
     }
   }
 

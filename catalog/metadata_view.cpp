@@ -409,7 +409,7 @@ void metadata_view_t::set_value(metadata_item_t& item, const dbl::entry_data& va
 void metadata_view_t::remove_item(metadata_item_t& item) {
   dbl::database& db = get_connection(handle_).database();
   dbl::record row(db, db.get_table(value_table_of(item.description.get_data_type())), item.id);
-  row.remove(false);
+  row.remove(dbl::record::cascade_references);
   mark_owners_changed(item.id);
 }
 

@@ -35,7 +35,7 @@ int stack_namespace_id(const connection_handle& handle) {
 void ensure_stack_namespace(const connection_handle& handle) {
   if (has_custom_tag_namespace(handle, stack_namespace_name)) return;
   transaction t(handle);
-  t.begin(true, 1);
+  t.begin(vael::without_undo, vael::lock_now);
   create_custom_tag_namespace(handle, stack_namespace_name);
   t.commit();
 }

@@ -58,7 +58,7 @@ class tag {
     return tag(base().create_child(name, type));
   }
   // Removes the tag; without `force` only while nothing refers to it.
-  void remove(bool force) { base().remove_tag(false, force); }
+  void remove(bool force) { base().remove_tag(tag_base::without_children, force); }
 
   std::vector<int> get_media_ids() const { return base().get_media_ids(); }
   std::vector<int> get_ordered_media_ids() const { return base().get_ordered_media_ids(); }

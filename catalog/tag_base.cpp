@@ -235,7 +235,7 @@ void tag_base::remove_tag(bool cascade_children, bool force) {
   for (int media_id : get_media_ids()) c.media_tracker().mark_changed(media_id);
   c.tag_tracker().mark_changed(get_id());
   if (cascade_children) {
-    for (tag_base& child : get_children()) child.remove_tag(true, force);
+    for (tag_base& child : get_children()) child.remove_tag(with_children, force);
   }
   if (has_children()) {
     throw std::logic_error(
@@ -325,7 +325,7 @@ void tag_base::set_media_order(const std::vector<int>& media_ids) {
   std::vector<int> old_ids;
   for (dbl::record& row : rows_of(db, q)) {
     old_ids.push_back(row.get(col::media_id).as_int());
-    row.remove(true);
+    row.remove(dbl::record::refuse_if_referenced);
   }
   // Media that only move within the tag keep their change id.
   std::vector<int> before = old_ids;
@@ -378,7 +378,7 @@ void tag_base::untag_media(int media_id) {
     dbl::query q(db, media_rows_sql, true);
     q.bind(":tag_id", dbl::entry_data(get_id())).bind(":media_id", dbl::entry_data(id));
     std::vector<dbl::record> rows = rows_of(db, q);
-    for (dbl::record& row : rows) row.remove(true);
+    for (dbl::record& row : rows) row.remove(dbl::record::refuse_if_referenced);
     // Only a removed row is a change; untagging an untagged media stamps nothing.
     if (rows.empty()) continue;
     c.media_tracker().mark_changed(id);

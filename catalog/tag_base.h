@@ -63,6 +63,11 @@ class tag_base {
 
   // Throws std::logic_error while a hierarchy change is open.
   tag_base create_child(const std::string& name, const tag_type_t& type) const;
+  // Names for remove_tag()'s arguments.
+  static constexpr bool with_children = true;
+  static constexpr bool without_children = false;
+  static constexpr bool even_if_referenced = true;
+  static constexpr bool unless_referenced = false;
   // Removes the tag, first its children when `cascade_children`. Without `force`, fails with
   // the database layer's references error while media or other rows refer to it. Renumbers
   // the siblings left behind from 0. Throws std::logic_error while a hierarchy change is open

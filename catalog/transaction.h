@@ -8,6 +8,12 @@
 
 namespace vael {
 
+// Names for transaction::begin()'s arguments, so that a call says what it asks for.
+inline constexpr bool without_undo = true;  // `no_undo`: the model's own steps
+inline constexpr bool with_undo = false;    // a user's step that commit_with_undo() hands back
+inline constexpr int lock_now = 1;          // `immediate`: a busy catalog is met at begin
+inline constexpr int lock_on_first_write = 0;
+
 // One write transaction on a catalog. At begin it notices another process's commits; at
 // commit it stamps one new change id on every changed media and tag. Rolls back on
 // destruction unless committed, and then drops the changed objects from the caches, since
@@ -44,7 +50,8 @@ class transaction {
 
   // Opens the transaction under the merge policy, recording undo unless `no_undo`, and taking
   // the write lock at once when `immediate` is 1; then drops every cache if another process
-  // committed since this connection last looked. Model code uses begin(true, 1).
+  // committed since this connection last looked. Model code uses
+  // begin(without_undo, lock_now).
   // Throws std::logic_error when a transaction is open already.
   void begin(bool no_undo, int immediate);
   // Stamps the changed media and tags with a new change id, leaving the transaction open.

@@ -160,13 +160,13 @@ void version_stack::remove_media(int media_id) {
   }
   std::vector<int> ids = get_media_ids();
   if (ids.size() < 3) {
-    tag_.base().remove_tag(true, true);
+    tag_.base().remove_tag(tag_base::with_children, tag_base::even_if_referenced);
     after_change(ids);
     return;
   }
   const int parent = get_parent_id(handle_, media_id);
   for (dbl::record& row : select_rows(handle_, media_row_sql, ":media_id", media_id)) {
-    row.remove(true);
+    row.remove(dbl::record::refuse_if_referenced);
   }
   for (dbl::record& row : select_rows(handle_, member_rows_sql, ":stack_id", get_id())) {
     if (row.get(col::parent_id).as_int() != media_id) continue;
@@ -196,7 +196,7 @@ void version_stack::reorder_media(const std::vector<int>& media_ids) {
 
 void version_stack::dissolve() {
   const std::vector<int> ids = get_media_ids();
-  tag_.base().remove_tag(true, true);
+  tag_.base().remove_tag(tag_base::with_children, tag_base::even_if_referenced);
   after_change(ids);
 }
 

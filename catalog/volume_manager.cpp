@@ -204,7 +204,7 @@ void volume_manager::ensure_database_relative_volume() {
   if (id != -1 && !get_volume(id).serial.empty()) return;
 
   transaction t(handle_);
-  t.begin(true, 1);
+  t.begin(vael::without_undo, vael::lock_now);
   dbl::record record = id == -1 ? dbl::record(c.database(), volume_table(c))
                                 : dbl::record(c.database(), volume_table(c), id);
   if (id == -1) {

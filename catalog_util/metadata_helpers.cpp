@@ -7,7 +7,7 @@
 #include <boost/lexical_cast.hpp>
 #include <cstdint>
 
-#include "catalog/internal_connection.h"
+#include "catalog/catalog_database.h"
 #include "catalog/metadata_view.h"
 #include "catalog/schema/schema_names.h"
 #include "catalog_util/metadata_vocabulary.h"
@@ -41,10 +41,6 @@ const char* const online_tag_strings[] = {
     id::shared_album_email_sent_to_info, id::album_owner_name, id::online_album_id};
 const char* const online_tag_integers[] = {
     id::is_friend_album_group, id::is_friend_album_group_accepted, id::is_shared_album_public};
-
-dbl::database& database_of(const vael::connection_handle& handle) {
-  return vael::get_connection(handle).database();
-}
 
 // An SQL string literal of `text`; the identifiers spliced into these statements are our own
 // constants or a caller's identifier, and a quote in one must not end the literal.
@@ -168,7 +164,7 @@ item_list find_day_note(const vael::connection_handle& handle, const std::string
   const vael::metadata_view_t view(handle);
   if (!view.has_description(id::day_note)) return {};
   const vael::metadata_description_t description = view.get_description(id::day_note);
-  dbl::database& db = database_of(handle);
+  dbl::database& db = vael::database_of(handle);
   dbl::query q(db, day_note_sql);
   q.bind(":desc_id", description.get_id()).bind(":date_match", date_text + "%");
   item_list notes;
@@ -226,7 +222,7 @@ std::string format_face_record(int a, int b, int c, int d, int e, double f, int 
 void remove_string_metadata_of_media(const std::vector<int>& media_ids,
                                      const std::string& identifier,
                                      const vael::connection_handle& handle) {
-  dbl::database& db = database_of(handle);
+  dbl::database& db = vael::database_of(handle);
   const std::vector<int> found =
       dbl::query(
           db, "SELECT id FROM metadata_description_table WHERE identifier = " + quoted(identifier))
@@ -254,7 +250,7 @@ void remove_asset_ids_of_media(const std::vector<int>& media_ids,
 }
 
 void remove_metadata_link(int media_id, int metadata_id, const vael::connection_handle& handle) {
-  dbl::database& db = database_of(handle);
+  dbl::database& db = vael::database_of(handle);
   dbl::query unlink(db, std::string("DELETE FROM media_to_metadata_table WHERE ") +
                             "media_id = :media_id" + " AND metadata_id = :metadata_id");
   unlink.bind(":media_id", media_id).bind(":metadata_id", metadata_id);
@@ -266,7 +262,7 @@ void remove_metadata_link(int media_id, int metadata_id, const vael::connection_
 }
 
 void remove_online_metadata(const vael::connection_handle& handle) {
-  dbl::database& db = database_of(handle);
+  dbl::database& db = vael::database_of(handle);
   // nx:associated_jpeg_id and nx:is_asset_duplicate hold integers, so this pass finds none of
   // their values: they stay, and only the media's online strings go.
   remove_values_of(db, online_media_strings, tbl::media_to_metadata_table,

@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "catalog/internal_connection.h"
+#include "catalog/catalog_database.h"
 #include "catalog/metadata_description.h"
 #include "catalog_util/metadata_helpers.h"
 #include "catalog_util/metadata_vocabulary.h"
@@ -247,7 +247,7 @@ vael::tag find_or_create_top_level_tag(const vael::custom_tag_namespace& ns,
 vael::tag find_or_create_child_tag(const vael::tag& parent, const std::string& name,
                                    const vael::tag_type_t& type) {
   const vael::connection_handle& handle = parent.base().handle();
-  dbl::query q(vael::get_connection(handle).database(), child_by_name_sql);
+  dbl::query q(vael::database_of(handle), child_by_name_sql);
   q.bind(":id", dbl::entry_data(parent.get_id())).bind(":name", dbl::entry_data(name));
   const std::vector<int> ids = q.select_ints();
   if (!ids.empty()) return vael::get_tag(handle, ids.front());
@@ -257,7 +257,7 @@ vael::tag find_or_create_child_tag(const vael::tag& parent, const std::string& n
 std::vector<int> expand_tag_descendants(const vael::connection_handle& handle,
                                         const std::vector<int>& tag_ids) {
   lil::timer timer("vael_util::expand_tag_descendants");
-  dbl::database& db = vael::get_connection(handle).database();
+  dbl::database& db = vael::database_of(handle);
   std::vector<int> out;
   for (int tag_id : tag_ids) {
     out.push_back(tag_id);

@@ -32,6 +32,9 @@ class record {
   // std::logic_error outside a transaction, record_changed_error when the row changed or
   // went away meanwhile; on failure the record is left as it was.
   void save(bool without_undo = false);
+  // Names for remove()'s first argument.
+  static constexpr bool refuse_if_referenced = true;
+  static constexpr bool cascade_references = false;
   // Deletes the row. With `check_references`, throws record_has_foreign_references_error
   // while other rows point at it; otherwise removes those rows first, recursively. The
   // record object itself is left as it was. REQUIRES: an open transaction.

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "catalog/connection.h"
-#include "catalog/internal_connection.h"
+#include "catalog/connection_handle.h"
 #include "catalog/media.h"
 #include "catalog/metadata_view.h"
 #include "catalog/version_stack.h"

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "catalog/catalog_database.h"
 #include "catalog/connection.h"
 #include "catalog/custom_tag_namespace.h"
-#include "catalog/internal_connection.h"
 #include "catalog/metadata_view.h"
 #include "catalog/transaction.h"
 #include "catalog_util/metadata_vocabulary.h"
@@ -160,7 +160,7 @@ error_code GetXMLForSyncPrefs(std::string folder, std::string& localXml, std::st
     const vael::connection_handle& handle = connection->get().handle();
     {
       vael::transaction transaction(handle);
-      transaction.begin(true, 1);
+      transaction.begin(vael::without_undo, vael::lock_now);
       vael_util::create_or_load_metadata_description(
           handle, vael_util::metadata_identifier::tag_sync_status, 1);
       transaction.commit();
@@ -168,7 +168,7 @@ error_code GetXMLForSyncPrefs(std::string folder, std::string& localXml, std::st
 
     // The walk reads in one transaction: SQLite then takes its shared lock, and looks for a
     // hot journal, once rather than at each of the walk's tens of thousands of queries.
-    dbl::transaction read(connection->get().get().database());
+    dbl::transaction read(vael::database_of(handle));
     read.begin(dbl::merge_policy, true, false);
     // Built apart and appended whole, so that a failure leaves the caller's text as it was.
     std::string local = "\n<syncsettings>\n<tagsdata>";

@@ -49,7 +49,7 @@ const vael::connection_handle& Catalog() {
 template <typename Step>
 void Committed(Step&& step) {
   vael::transaction t(Catalog());
-  t.begin(true, 1);
+  t.begin(vael::without_undo, vael::lock_now);
   step();
   t.commit();
 }

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "catalog/internal_connection.h"
+#include "catalog/catalog_database.h"
 
 namespace vael_util {
 namespace {
@@ -57,7 +57,7 @@ const dbl::entry_data_vector& query_t::positional() const {
 
 dbl::query query_t::make_query() const {
   if (!has_sql()) throw std::logic_error("The search query has no SQL to run.");
-  dbl::query q(vael::get_connection(handle_).database(), *sql_);
+  dbl::query q(vael::database_of(handle_), *sql_);
   q.add_column("ignored", typeid(int));
   for (const dbl::entry_data& value : positional()) q.bind(value);
   for (const auto& [name, value] : named()) q.bind(name, value);

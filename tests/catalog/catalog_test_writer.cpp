@@ -15,7 +15,7 @@ int main(int argc, char** argv) {
   try {
     vael::connection c(argv[1]);
     vael::transaction t(c.handle());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     c.get().media_tracker().mark_changed(std::stoi(argv[2]));
     t.commit();
     std::cout << c.get().change_tracker().current_change_id() << "\n";

@@ -91,7 +91,7 @@ TEST_F(HierarchyChange, FailedChangeLeavesRowsAndCachesAsBefore) {
   for (const vael::tag& t : {anna, ben, kids, carl}) vael::get_tag(h(), t.get_id());
   {
     vael::transaction t(h());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     vael::start_tag_hierarchy_change(h(), people);
     ben.set_children({carl});
     anna.set_children({});              // Kids is dropped from every list
@@ -110,7 +110,8 @@ TEST_F(HierarchyChange, FailedChangeLeavesRowsAndCachesAsBefore) {
        "Cannot create tags while in a tag hierarchy change."},
       {"create child", [&] { anna.create_child("New", person_type()); },
        "Cannot create tags while in a tag hierarchy change."},
-      {"remove", [&] { carl.remove(true); }, "Cannot remove tags while in a tag hierarchy change."},
+      {"remove", [&] { carl.remove(vael::tag_base::even_if_referenced); },
+       "Cannot remove tags while in a tag hierarchy change."},
       {"remove namespace", [&] { vael::remove_custom_tag_namespace(h(), "user_ns"); },
        "Cannot remove a tag namespace while in a tag hierarchy change."},
       {"other namespace", [&] { u.set_children({}); },

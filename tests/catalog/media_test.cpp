@@ -202,11 +202,14 @@ TEST_F(Media, RenditionsLinkToTheirMasterAndItsDateAtCreation) {
             "Cannot create a rendition of a rendition.");
 
   const int before = media_count();
-  EXPECT_EQ(message_of([&] { write([&] { m.remove(true, true); }); }),
-            "Renditions must be deleted prior to deleting media");
+  EXPECT_EQ(
+      message_of([&] {
+        write([&] { m.remove(vael::media::detach_relations, vael::media::detach_ordered_tags); });
+      }),
+      "Renditions must be deleted prior to deleting media");
   EXPECT_EQ(media_count(), before);
-  write([&] { r.remove(true, true); });
-  write([&] { m.remove(true, true); });
+  write([&] { r.remove(vael::media::detach_relations, vael::media::detach_ordered_tags); });
+  write([&] { m.remove(vael::media::detach_relations, vael::media::detach_ordered_tags); });
   EXPECT_EQ(media_count(), before - 2);
   EXPECT_EQ(count("SELECT COUNT(*) FROM rendition_to_master_table"), 0);
   EXPECT_EQ(count("SELECT COUNT(*) FROM media_stack_sort_table"), 0);
@@ -226,16 +229,21 @@ TEST_F(Media, RemovalClosesOrderedTagsAndDropsOtherRelations) {
     person.tag_media(b.get_id());
   });
 
-  EXPECT_THROW(write([&] { b.remove(false, false); }), dbl::record_has_foreign_references_error);
+  EXPECT_THROW(
+      write([&] { b.remove(vael::media::refuse_if_related, vael::media::skip_ordered_tags); }),
+      dbl::record_has_foreign_references_error);
   vael_test::run(db(), "UPDATE tag_to_media_table SET media_index = 7 WHERE media_id = " +
                            std::to_string(b.get_id()) +
                            " AND tag_id = " + std::to_string(album.get_id()));
-  EXPECT_EQ(message_of([&] { write([&] { b.remove(true, true); }); }),
-            "An unexpected database tag state was encountered.");
+  EXPECT_EQ(
+      message_of([&] {
+        write([&] { b.remove(vael::media::detach_relations, vael::media::detach_ordered_tags); });
+      }),
+      "An unexpected database tag state was encountered.");
   EXPECT_EQ(media_count(), 3);
   vael_test::run(db(), "UPDATE tag_to_media_table SET media_index = 1 WHERE media_index = 7");
 
-  write([&] { b.remove(true, true); });
+  write([&] { b.remove(vael::media::detach_relations, vael::media::detach_ordered_tags); });
   EXPECT_EQ(album.get_ordered_media_ids(), (std::vector<int>{a.get_id(), c.get_id()}));
   EXPECT_EQ(count("SELECT MAX(media_index) FROM tag_to_media_table WHERE tag_id = " +
                   std::to_string(album.get_id())),

@@ -218,7 +218,7 @@ TEST_F(MetadataView, DescriptionsComeFromTheCacheOnceLoaded) {
   // A description made in a step that rolls back is forgotten with it.
   {
     vael::transaction t(h());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     view().create_description("test:undone", metadata_data_type::string_type, media_assoc, false);
     view().get_description("test:undone");
   }

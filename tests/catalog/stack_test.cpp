@@ -127,7 +127,10 @@ TEST_F(Stacks, VersionsChainNewestFirstAndCloseGapsWhenOneGoes) {
             "Cannot create a version for a child that is already in a version.");
   EXPECT_THROW(media_stack(h(), s.get_id()), vael::database_state_invalid_error);
 
-  write([&] { media::get_media(h(), b).remove(true, true); });
+  write([&] {
+    media::get_media(h(), b).remove(vael::media::detach_relations,
+                                    vael::media::detach_ordered_tags);
+  });
   expect_stack_invariants();
   EXPECT_EQ(version_stack::get_parent_id(h(), c), a) << "B's child now hangs from B's parent";
   EXPECT_EQ(s.get_media_ids(), (ids{d, c, a}));
@@ -151,7 +154,10 @@ TEST_F(Stacks, VersionOfAStackedParentJoinsItsPileJustBeforeTheFormerLead) {
             "Can't create a version_stack if the child is in a media_stack.");
 
   // Removing the one loose member leaves a pile of one version stack, which is no pile.
-  write([&] { media::get_media(h(), q).remove(true, true); });
+  write([&] {
+    media::get_media(h(), q).remove(vael::media::detach_relations,
+                                    vael::media::detach_ordered_tags);
+  });
   expect_stack_invariants();
   EXPECT_FALSE(media_stack::is_media_in_stack(h(), c));
   EXPECT_EQ(version_stack::get_for_media(h(), p).get_media_ids(), (ids{d, c, p}));
@@ -239,7 +245,7 @@ TEST_F(Stacks, SortRowsAreMadeWhenMissingAndComeBackOnUndo) {
   // A step that records undo must take every sort row back with it.
   jtb::undo_object step = [&] {
     vael::transaction t(h());
-    t.begin(false, 1);
+    t.begin(vael::with_undo, vael::lock_now);
     s.set_media({c, a, b});
     return t.commit_with_undo();
   }();
@@ -284,7 +290,10 @@ TEST_F(Stacks, StackWideTagsTagAndUntagWholeStacks) {
 TEST_F(Stacks, RemovingTheLastButOneMemberDissolvesThePile) {
   const int a = m_[0], b = m_[1];
   pile({a, b});
-  write([&] { media::get_media(h(), a).remove(true, true); });
+  write([&] {
+    media::get_media(h(), a).remove(vael::media::detach_relations,
+                                    vael::media::detach_ordered_tags);
+  });
   expect_stack_invariants();
   EXPECT_FALSE(media_stack::is_media_in_stack(h(), b));
   EXPECT_EQ(count("SELECT COUNT(*) FROM tag_table WHERE type_name = 'stack'"), 0);

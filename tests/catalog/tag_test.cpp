@@ -106,14 +106,15 @@ TEST_F(Tags, RemovalRenumbersSurvivorsAndRefusesWhatStillHangsOnIt) {
   });
   const int tags_before = count("SELECT COUNT(*) FROM tag_table");
 
-  EXPECT_THROW(write([&] { parent.remove(false); }), std::logic_error);
-  EXPECT_THROW(write([&] { second.remove(false); }), dbl::record_has_foreign_references_error);
+  EXPECT_THROW(write([&] { parent.remove(vael::tag_base::unless_referenced); }), std::logic_error);
+  EXPECT_THROW(write([&] { second.remove(vael::tag_base::unless_referenced); }),
+               dbl::record_has_foreign_references_error);
   EXPECT_EQ(count("SELECT COUNT(*) FROM tag_table"), tags_before);
   EXPECT_EQ(vael::get_tag(h(), child.get_id()).get_parent().get_id(), parent.get_id());
 
   const int media_before = media_change(media[0]);
-  write([&] { first.remove(false); });
-  write([&] { second.remove(true); });
+  write([&] { first.remove(vael::tag_base::unless_referenced); });
+  write([&] { second.remove(vael::tag_base::even_if_referenced); });
   EXPECT_EQ(count("SELECT COUNT(*) FROM tag_to_media_table"), 0);
   EXPECT_GT(media_change(media[0]), media_before);
   // Renumbered families count from 0.
@@ -196,7 +197,7 @@ TEST_F(Tags, MisuseIsRefusedWithItsOwnText) {
        "Attempted to get the parent tag for a top level tag."},
       {"no children", [&] { anna.set_can_have_children(false); },
        "If a tag has child tags, you cannot set it to not have children"},
-      {"remove with child", [&] { anna.remove(false); },
+      {"remove with child", [&] { anna.remove(vael::tag_base::unless_referenced); },
        "Cannot delete a tag with children.  All child tags should be either moved or removed "
        "before deleting a tag."},
       {"namespace by id", [&] { vael::get_tag_in_namespace(h(), people.get_id()); },

@@ -44,7 +44,7 @@ class tag_catalog : public ::testing::Test {
   // Runs `step` in one committed transaction; an exception rolls it back and passes on.
   void write(const std::function<void()>& step) {
     vael::transaction t(h());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     step();
     t.commit();
   }

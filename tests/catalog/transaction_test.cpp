@@ -73,7 +73,7 @@ TEST_F(CatalogTransaction, AnExceptionRollsBackAndDropsTheChangedObjects) {
   int added = 0;
   try {
     vael::transaction t(c_.handle());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     added = vael_test::add_media(c, "lost.jpg");
     c.media_tracker().mark_changed(kept);
     cache(c, added);  // a reader loaded it meanwhile
@@ -116,7 +116,7 @@ TEST_F(CatalogTransaction, UndoAndRedoAreNewChanges) {
   const int media = new_media("a.jpg");
   jtb::undo_object step = [&] {
     vael::transaction t(c_.handle());
-    t.begin(false, 1);
+    t.begin(vael::with_undo, vael::lock_now);
     dbl::record m(db, db.get_table("media_table"), media);
     m.set("full_filepath", "b.jpg");
     m.save();
@@ -141,7 +141,7 @@ TEST_F(CatalogTransaction, UndoAndRedoAreNewChanges) {
   EXPECT_EQ(redone.get("change_id").as_int(), stepped + 2);
 
   vael::transaction no_undo(c_.handle());
-  no_undo.begin(true, 1);
+  no_undo.begin(vael::without_undo, vael::lock_now);
   EXPECT_EQ(vael_test::message_of<std::logic_error>([&] { no_undo.commit_with_undo(); }),
             "Cannot create an undo_object with a null implementer.");
   EXPECT_EQ(c.change_tracker().current_change_id(), stepped + 3);

@@ -40,7 +40,7 @@ TEST(TwoProcesses, ACommitElsewhereEmptiesTheCachesAtTheNextBeginAndIdsOnlyRise)
   int media = 0;
   {
     vael::transaction t(c.handle());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     media = vael_test::add_media(ic, "a.jpg");
     t.commit();
   }
@@ -59,7 +59,7 @@ TEST(TwoProcesses, ACommitElsewhereEmptiesTheCachesAtTheNextBeginAndIdsOnlyRise)
   EXPECT_FALSE(ic.change_tracker().db_changed());
 
   vael::transaction t(c.handle());
-  t.begin(true, 1);
+  t.begin(vael::without_undo, vael::lock_now);
   EXPECT_TRUE(ic.change_tracker().db_changed());
   EXPECT_EQ(ic.change_tracker().current_change_id(), theirs);
   EXPECT_FALSE(ic.media_tracker().get_cache("media")->contains(media));

@@ -33,7 +33,7 @@ class Volumes : public ::testing::Test {
   template <typename Step>
   void in_transaction(vael::connection& c, Step step) {
     vael::transaction t(c.handle());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     step(vael::get_volume_manager(c.handle()));
     t.commit();
   }

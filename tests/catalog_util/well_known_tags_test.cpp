@@ -99,7 +99,7 @@ TEST_F(WellKnownTags, NewCatalogGetsTheWholeDefaultForestOnce) {
 
   // At the revision nothing is redone, even what the user removed.
   vael::tag qr = top("user_ns", "QR");
-  write([&] { qr.remove(true); });
+  write([&] { qr.remove(vael::tag_base::even_if_referenced); });
   const std::string after_removal = forest();
   write([&] { vael_util::initialize_catalog_defaults(h(), names); });
   EXPECT_EQ(forest(), after_removal);

@@ -103,11 +103,12 @@ TEST_F(RecordTest, RemoveChecksReferencesOrCascades) {
   transaction t(db_);
   t.begin();
   record r(db_, tags_, root);
-  EXPECT_EQ(message_of<record_has_foreign_references_error>([&] { r.remove(true); }),
+  EXPECT_EQ(message_of<record_has_foreign_references_error>(
+                [&] { r.remove(record::refuse_if_referenced); }),
             "The record could not be removed.  There were existing references to the record in "
             "the database.");
   EXPECT_EQ(count(), 4);
-  r.remove(false);
+  r.remove(record::cascade_references);
   t.end();
   EXPECT_EQ(query(db_, "SELECT name FROM tag_table")
                 .add_column("name", typeid(std::string))

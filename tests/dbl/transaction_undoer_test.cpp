@@ -126,7 +126,8 @@ TEST_F(UndoTest, UndoAndRedoAcrossTablesRestoreRowsAndIds) {
   kept["when_done"] = entry_data(boost::posix_time::ptime(boost::gregorian::date(2009, 5, 1)));
   kept["data"] = entry_data(blob{1, 2, 3});
   kept.save();
-  record(db_, tags_, parent.id()).remove(false);  // cascades to the child and its item
+  record(db_, tags_, parent.id())
+      .remove(record::cascade_references);  // cascades to the child and its item
   save_tag("late");
   jtb::undo_object undo = t.end_with_undo();
   const auto after = snapshot();

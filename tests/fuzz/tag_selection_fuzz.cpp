@@ -39,7 +39,7 @@ class fuzz_world {
     if (sync_util::set_sync_catalog(catalog) != 0) throw std::runtime_error("settings store");
     vael::connection c(catalog + "/catalog.omb14db");
     vael::transaction t(c.handle());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     vael_util::initialize_catalog_defaults(
         c.handle(), {"", "Family", "Friends", "Colleagues", "", "", "Nature", "Travel", "Hobbies",
                      "Misc", "QR Code", "", "", "Smart Albums"});

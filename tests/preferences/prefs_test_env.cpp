@@ -80,7 +80,7 @@ void sync_catalog_test::write(
     const std::function<void(const vael::connection_handle&)>& step) const {
   vael::connection c(catalog_);
   vael::transaction t(c.handle());
-  t.begin(true, 1);
+  t.begin(vael::without_undo, vael::lock_now);
   step(c.handle());
   t.commit();
 }

@@ -404,7 +404,7 @@ namespace {
 std::vector<std::string> add_media(const std::string& catalog, int count) {
   vael::connection c(catalog);
   vael::transaction t(c.handle());
-  t.begin(true, 1);
+  t.begin(vael::without_undo, vael::lock_now);
   const int volume =
       vael::get_volume_manager(c.handle()).get_volume_id_of_type("database_relative_drive");
   std::vector<std::string> ids;

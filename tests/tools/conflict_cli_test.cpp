@@ -40,7 +40,7 @@ TEST_F(ConflictCliTest, PrintsTheDocumentOrTheCodeName) {
   {
     vael::connection c(folder + "/catalog.omb14db");
     vael::transaction t(c.handle());
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     const int volume = vael::get_volume_manager(c.handle())
                            .add_volume({"S1", "one", vael::volume_type::builtin_drive, folder, 0})
                            .id;

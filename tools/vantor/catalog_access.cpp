@@ -21,7 +21,7 @@ std::unique_ptr<vael::connection> open_catalog(const std::string& path) {
 
 void write(vael::connection& c, const std::string& subject, const std::function<void()>& step) {
   vael::transaction t(c.handle());
-  t.begin(true, 1);
+  t.begin(vael::without_undo, vael::lock_now);
   try {
     step();
   } catch (const usage_error&) {

@@ -91,7 +91,7 @@ const vael_util::default_tag_names& english_default_tag_names() {
 void add_catalog_defaults(const std::string& path) {
   vael::connection c(path);
   vael::transaction t(c.handle());
-  t.begin(true, 1);
+  t.begin(vael::without_undo, vael::lock_now);
   vael_util::initialize_catalog_defaults(c.handle(), english_default_tag_names());
   t.commit();
 }

@@ -74,7 +74,7 @@ int volume_add(const std::vector<std::string>& words) {
   v.drive_path_if_builtin = args.option("--path");
   const auto c = open_catalog(args.positionals[0]);
   vael::transaction t(c->handle());
-  t.begin(true, 1);
+  t.begin(vael::without_undo, vael::lock_now);
   vael::volume_manager vm = vael::get_volume_manager(c->handle());
   const vael::volume_t added = vm.add_volume(v);
   t.commit();
@@ -88,7 +88,7 @@ int volume_set_path(const std::vector<std::string>& words) {
   const auto id = static_cast<int>(parse_integer(args.positionals[1], "volume id"));
   const auto c = open_catalog(args.positionals[0]);
   vael::transaction t(c->handle());
-  t.begin(true, 1);
+  t.begin(vael::without_undo, vael::lock_now);
   vael::volume_manager vm = vael::get_volume_manager(c->handle());
   vael::volume_t v = vm.get_volume(id);
   v.drive_path_if_builtin = args.positionals[2];

@@ -206,7 +206,7 @@ import_summary import_folder(const vael::connection_handle& handle, const std::s
     if (begin + batch < files.size()) next = probe_from(begin + batch);
 
     vael::transaction t(handle);
-    t.begin(true, 1);
+    t.begin(vael::without_undo, vael::lock_now);
     for (const probed_file& p : probed) {
       ++done;
       if (!p.probe) {
