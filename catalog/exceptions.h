@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "catalog/schema/schema_errors.h"
+
 namespace vael {
 
 // A catalog object was used through an empty handle or after its connection was deleted.
@@ -25,13 +27,6 @@ class database_corrupt_error : public std::runtime_error {
       : std::runtime_error(
             "The database file could be not opened.  This can happen if the database file is "
             "corrupt, read-only, or not a database") {}
-};
-
-// The catalog's schema version is not the one this code can use.
-class database_version_error : public std::runtime_error {
- public:
-  database_version_error()
-      : std::runtime_error("The database is not the current version, and cannot be opened") {}
 };
 
 // A stored row contradicts an invariant of the catalog.

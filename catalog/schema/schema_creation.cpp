@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "catalog/exceptions.h"
 #include "catalog/schema/catalog_schema.h"
+#include "catalog/schema/schema_errors.h"
 #include "catalog/schema/schema_names.h"
 #include "dbl/query.h"
 #include "dbl/sql_generation.h"
