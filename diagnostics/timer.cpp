@@ -4,7 +4,6 @@
 #include <atomic>
 #include <map>
 #include <mutex>
-#include <numeric>
 #include <set>
 #include <thread>
 
@@ -32,16 +31,26 @@ std::atomic<bool> g_enabled{true};
 #else
 std::atomic<bool> g_enabled{false};
 #endif
-std::atomic<std::uint32_t> g_instances{0};
 
-struct timer_entry {
-  std::string name;
-  std::map<std::string, std::vector<double>> samples;
+// Running figures rather than the samples themselves, so a timer in a hot loop costs the same
+// memory after a million calls as after one.
+struct key_figures {
+  std::size_t count = 0;
+  double total = 0;
+  double max = 0;
+
+  void add(double ms) {
+    ++count;
+    total += ms;
+    max = std::max(max, ms);
+  }
 };
 
+// One entry per timer name: every timer object of a name adds to the same figures.
 struct thread_tables {
-  std::map<std::uint32_t, timer_entry> timers;
+  std::map<std::string, std::map<std::string, key_figures>> timers;
   std::set<std::string> keys;
+  std::size_t instantiated = 0;
 };
 
 // Each thread writes only its own tables; the lock guards the map of threads.
@@ -51,13 +60,23 @@ std::map<std::thread::id, thread_tables>& all_tables() {
   return tables;
 }
 
-const std::vector<double>* samples_of(std::uint32_t instance, const std::string& key) {
+// REQUIRES: g_mutex held.
+thread_tables& own_tables() {
+  return all_tables()[std::this_thread::get_id()];
+}
+
+key_figures figures_of(const std::string& name, const std::string& key) {
   std::lock_guard<std::mutex> lock(g_mutex);
-  auto& tables = all_tables()[std::this_thread::get_id()];
-  const auto t = tables.timers.find(instance);
-  if (t == tables.timers.end()) return nullptr;
-  const auto s = t->second.samples.find(key);
-  return s == t->second.samples.end() ? nullptr : &s->second;
+  const auto& timers = own_tables().timers;
+  const auto t = timers.find(name);
+  if (t == timers.end()) return {};
+  const auto f = t->second.find(key);
+  return f == t->second.end() ? key_figures{} : f->second;
+}
+
+void record(const std::string& name, const std::string& key, double ms) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  own_tables().timers[name][key].add(ms);
 }
 
 }  // namespace
@@ -73,7 +92,6 @@ struct timer::impl {
   norvane::timer_t clock;
   std::string name;
   std::string key;
-  std::uint32_t instance = 0;
 };
 
 timer::timer(const char* name, const char* key) {
@@ -81,11 +99,11 @@ timer::timer(const char* name, const char* key) {
   impl_ = std::make_shared<impl>();
   impl_->name = name;
   impl_->key = key;
-  impl_->instance = ++g_instances;
   {
     std::lock_guard<std::mutex> lock(g_mutex);
-    auto& tables = all_tables()[std::this_thread::get_id()];
-    tables.timers[impl_->instance].name = impl_->name;
+    thread_tables& tables = own_tables();
+    ++tables.instantiated;
+    tables.timers[impl_->name];
     tables.keys.insert(impl_->name + ", " + impl_->key);
   }
   impl_->clock.restart();
@@ -93,64 +111,54 @@ timer::timer(const char* name, const char* key) {
 
 timer::timer(const std::string& name, const std::string& key) : timer(name.c_str(), key.c_str()) {}
 
+// elapsed_ms() rather than stop(): the clock's own laps would grow with every sample.
 timer::~timer() {
   if (impl_ == nullptr) return;
-  const double ms = impl_->clock.stop();
-  std::lock_guard<std::mutex> lock(g_mutex);
-  all_tables()[std::this_thread::get_id()].timers[impl_->instance].samples[impl_->key].push_back(
-      ms);
+  record(impl_->name, impl_->key, impl_->clock.elapsed_ms());
 }
 
 void timer::lap(const std::string& key) {
   if (impl_ == nullptr) return;
-  const double ms = impl_->clock.stop();
-  {
-    std::lock_guard<std::mutex> lock(g_mutex);
-    all_tables()[std::this_thread::get_id()].timers[impl_->instance].samples[key].push_back(ms);
-  }
+  record(impl_->name, key, impl_->clock.elapsed_ms());
   impl_->clock.restart();
 }
 
 double timer::total(const std::string& key) const {
-  if (impl_ == nullptr) return 0;
-  const auto* s = samples_of(impl_->instance, key);
-  return s == nullptr ? 0 : std::accumulate(s->begin(), s->end(), 0.0);
+  return impl_ == nullptr ? 0 : figures_of(impl_->name, key).total;
 }
 
 double timer::average(const std::string& key) const {
-  const std::size_t n = count(key);
-  return n == 0 ? 0 : total(key) / static_cast<double>(n);
+  if (impl_ == nullptr) return 0;
+  const key_figures f = figures_of(impl_->name, key);
+  return f.count == 0 ? 0 : f.total / static_cast<double>(f.count);
 }
 
 std::size_t timer::count(const std::string& key) const {
-  if (impl_ == nullptr) return 0;
-  const auto* s = samples_of(impl_->instance, key);
-  return s == nullptr ? 0 : s->size();
+  return impl_ == nullptr ? 0 : figures_of(impl_->name, key).count;
 }
 
 void report(std::ostream& out) {
   std::lock_guard<std::mutex> lock(g_mutex);
-  const thread_tables& tables = all_tables()[std::this_thread::get_id()];
+  const thread_tables& tables = own_tables();
   double grand_total = 0;
-  for (const auto& [instance, entry] : tables.timers) {
-    for (const auto& [key, samples] : entry.samples) {
-      if (samples.empty()) continue;
-      const double total = std::accumulate(samples.begin(), samples.end(), 0.0);
-      grand_total += total;
-      out << "  " << entry.name;
+  for (const auto& [name, by_key] : tables.timers) {
+    for (const auto& [key, f] : by_key) {
+      if (f.count == 0) continue;
+      grand_total += f.total;
+      out << "  " << name;
       if (!key.empty()) out << ", " << key;
       out << "\n";
-      if (samples.size() == 1) {
-        out << "    " << total << "ms total time (ran 1 time).\n";
+      if (f.count == 1) {
+        out << "    " << f.total << "ms total time (ran 1 time).\n";
       } else {
-        out << "    " << total << "ms total time.  Ran " << samples.size() << " times -- "
-            << total / static_cast<double>(samples.size()) << "ms average time. --"
-            << *std::max_element(samples.begin(), samples.end()) << "ms max single time.\n";
+        out << "    " << f.total << "ms total time.  Ran " << f.count << " times -- "
+            << f.total / static_cast<double>(f.count) << "ms average time. --" << f.max
+            << "ms max single time.\n";
       }
     }
   }
   out << "  Total time: " << grand_total << " ms.\n";
-  out << "  Timers instantiated: " << tables.timers.size() << " timer keys: " << tables.keys.size()
+  out << "  Timers instantiated: " << tables.instantiated << " timer keys: " << tables.keys.size()
       << "\n";
 }
 

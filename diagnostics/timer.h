@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -36,8 +35,9 @@ bool timers_enabled();
 // For tools and tests that want timings from a build where the timers are dormant.
 void set_timers_enabled(bool enabled);
 
-// Times its own lifetime under a name, on the calling thread's tables. When the timers are
-// off it does nothing beyond one test of the flag. Not for use across threads.
+// Times its own lifetime under a name, on the calling thread's tables, where every timer of
+// one name adds to a single entry. When the timers are off it does nothing beyond one test of
+// the flag. Not for use across threads.
 class timer {
  public:
   explicit timer(const char* name, const char* key = "");
@@ -53,7 +53,8 @@ class timer {
   // timing again.
   void lap(const std::string& key);
 
-  // Figures of this timer's samples on the calling thread; 0 when the timers are off.
+  // Figures of every sample recorded under this timer's name on the calling thread, by any
+  // timer of that name; 0 when the timers are off.
   double total(const std::string& key = "") const;
   double average(const std::string& key = "") const;
   std::size_t count(const std::string& key = "") const;
