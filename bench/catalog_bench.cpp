@@ -12,8 +12,8 @@
 #include <string>
 
 #include "bench/bench_support.h"
+#include "catalog/catalog_database.h"
 #include "catalog/connection.h"
-#include "catalog/internal_connection.h"
 #include "catalog/transaction.h"
 
 namespace {
@@ -58,7 +58,7 @@ void BM_vael_open_catalog(benchmark::State& state) {
   const std::string& path = filled_catalog();
   for (auto _ : state) {
     vael::connection c(path);
-    benchmark::DoNotOptimize(c.get().change_tracker().current_change_id());
+    benchmark::DoNotOptimize(vael::current_change_id(c.handle()));
   }
 }
 
@@ -113,7 +113,7 @@ void BM_vael_commit_1000_media(benchmark::State& state) {
     vael::transaction t(c.handle());
     t.begin(vael::without_undo, vael::lock_now);
     for (int i = 0; i < kChanged; ++i) {
-      c.get().media_tracker().mark_changed(1001 + (round * kChanged + i) % kMedia);
+      vael::mark_media_changed(c.handle(), 1001 + (round * kChanged + i) % kMedia);
     }
     t.commit();
   }

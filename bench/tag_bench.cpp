@@ -14,10 +14,10 @@
 #include <vector>
 
 #include "bench/bench_support.h"
+#include "catalog/catalog_database.h"
 #include "catalog/connection.h"
 #include "catalog/custom_tag_namespace.h"
 #include "catalog/hierarchy_change.h"
-#include "catalog/internal_connection.h"
 #include "catalog/tag.h"
 #include "catalog/transaction.h"
 #include "dbl/query.h"
@@ -271,7 +271,7 @@ void BM_vael_walk_forest(benchmark::State& state) {
   for (auto _ : state) {
     // A cold cache is the starting point, not part of the walk.
     state.PauseTiming();
-    c.get().clear_caches();
+    vael::clear_caches(c.handle());
     state.ResumeTiming();
     const vael::custom_tag_namespace ns = vael::get_custom_tag_namespace(c.handle(), "person_ns");
     if (ns.get_all_descendant_ids().size() != kForestTags) state.SkipWithError("wrong tag count");
