@@ -174,7 +174,9 @@ TEST_F(CliTest, ProgressOnlyOnATerminalOrOnRequest) {
     EXPECT_EQ(r.status, 0) << c.line << r.err;
     const std::string shown = r.err + r.out;  // a terminal gets both on one device
     EXPECT_EQ(shown.find("importing") != std::string::npos, c.drawn) << c.line << "\n" << shown;
-    if (c.drawn) EXPECT_NE(shown.find("100%"), std::string::npos) << shown;
+    if (c.drawn) {
+      EXPECT_NE(shown.find("100%"), std::string::npos) << shown;
+    }
   }
 }
 
@@ -183,6 +185,8 @@ TEST_F(CliTest, RefusalsAreFramedAlikeAndChangeNothing) {
   const std::string trips = id_in(run({"album", "group", catalog, "Trips"}).out);
   ASSERT_EQ(run({"album", "create", catalog, "Rome", "--group", trips}).status, 0);
   box_.write_file("notes.txt", "not a catalog\n");
+  const std::string list = run({"media", "list", catalog}).out;
+  const std::string media = list.substr(0, list.find('\t'));
   const auto snapshot = [&] {
     return run({"catalog", "info", catalog, "--json"}).out +
            run({"tag", "tree", catalog, "--json"}).out + run({"album", "list", catalog}).out +
@@ -196,11 +200,12 @@ TEST_F(CliTest, RefusalsAreFramedAlikeAndChangeNothing) {
       // a model rule, named with the tag
       {{"tag", "rm", catalog, trips}, "vantor: tag " + trips + " 'Trips': Cannot delete a tag"},
       // an album rule of the library
-      {{"album", "add", catalog, trips, "1"}, "vantor: tag " + trips + " 'Trips' is not an album"},
+      {{"album", "add", catalog, trips, media},
+       "vantor: tag " + trips + " 'Trips' is not an album"},
       // a row that is not there
       {{"media", "show", catalog, "999999"}, "vantor: there is no media 999999"},
       // a value only the command can check
-      {{"meta", "set", catalog, "1", "xmp:Rating", "high"}, "vantor: value must be a whole"},
+      {{"meta", "set", catalog, media, "xmp:Rating", "high"}, "vantor: value must be a whole"},
       // a file that is not a catalog
       {{"catalog", "upgrade", box_.path("notes.txt")}, "vantor: " + box_.path("notes.txt")},
   };

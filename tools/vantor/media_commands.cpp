@@ -336,7 +336,8 @@ void add_media_commands(CLI::App& app) {
   declare(set, *set_to);
   set->add_option("IDENTIFIER", set_to->identifier, "Metadata identifier.")->required();
   set->add_option("VALUE", set_to->value, "New value.")->required();
-  set->add_option("--type", set_to->type, "Type of a new identifier.");
+  set->add_option("--type", set_to->type, "Type of a new identifier.")
+      ->check(CLI::IsMember({"string", "integer", "decimal", "date_time"}));
 }
 
 }  // namespace vantor_cli
