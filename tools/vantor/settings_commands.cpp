@@ -4,6 +4,7 @@
 #include "environment/reg_settings.h"
 #include "platform/sync_util.h"
 #include "tools/vantor/commands.h"
+#include "tools/vantor/output.h"
 
 namespace vantor_cli {
 namespace {
@@ -15,6 +16,7 @@ std::unique_ptr<sync_reg_util::RegSettings> open_key(bool machine, const std::st
 
 struct setting_args {
   bool machine = false;
+  bool json = false;
   std::string key;
   std::string name;
   std::string value;
@@ -26,8 +28,13 @@ void declare(CLI::App* command, setting_args& args) {
   command->add_option("NAME", args.name, "The value's name.")->required();
 }
 
-void show_sync_catalog() {
-  std::cout << sync_util::get_sync_catalog(10) << "\n";
+void show_sync_catalog(bool json) {
+  const std::string folder = sync_util::get_sync_catalog(10);
+  if (json) {
+    print_json(QJsonObject{{"folder", json_text(folder)}});
+  } else {
+    std::cout << folder << "\n";
+  }
 }
 
 }  // namespace
@@ -35,16 +42,22 @@ void show_sync_catalog() {
 void add_settings_commands(CLI::App& app) {
   CLI::App* settings = add_family(app, "settings", "Reads and writes the settings store.");
   auto get = std::make_shared<setting_args>();
-  declare(add_command(*settings, "get", "Prints a value of the settings store.",
-                      [get] {
-                        auto key = open_key(get->machine, get->key);
-                        if (!key->contains(QString::fromStdString(get->name))) {
-                          throw std::runtime_error("no value " + get->name + " under " + get->key);
-                        }
-                        std::cout << key->get_string(get->name) << "\n";
-                        return 0;
-                      }),
-          *get);
+  CLI::App* get_command =
+      add_command(*settings, "get", "Prints a value of the settings store.", [get] {
+        auto key = open_key(get->machine, get->key);
+        if (!key->contains(QString::fromStdString(get->name))) {
+          throw std::runtime_error("no value " + get->name + " under " + get->key);
+        }
+        const std::string value = key->get_string(get->name);
+        if (get->json) {
+          print_json(QJsonObject{{"value", json_text(value)}});
+        } else {
+          std::cout << value << "\n";
+        }
+        return 0;
+      });
+  declare(get_command, *get);
+  add_json_flag(get_command, get->json);
   auto set = std::make_shared<setting_args>();
   CLI::App* set_command =
       add_command(*settings, "set", "Stores a text value in the settings store.", [set] {
@@ -63,13 +76,16 @@ void add_settings_commands(CLI::App& app) {
       app, "sync-catalog", "Shows (no argument) or sets the folder of the sync catalog.");
   sync_catalog->require_subcommand(0, 1);
   sync_catalog->callback([sync_catalog] {
-    if (sync_catalog->get_subcommands().empty()) show_sync_catalog();
+    if (sync_catalog->get_subcommands().empty()) show_sync_catalog(false);
   });
-  add_command(*sync_catalog, "show", "Prints the sync catalog folder (empty when none is set).",
-              [] {
-                show_sync_catalog();
-                return 0;
-              });
+  auto show_json = std::make_shared<bool>(false);
+  add_json_flag(
+      add_command(*sync_catalog, "show", "Prints the sync catalog folder (empty when none is set).",
+                  [show_json] {
+                    show_sync_catalog(*show_json);
+                    return 0;
+                  }),
+      *show_json);
   auto path = std::make_shared<std::string>();
   add_command(*sync_catalog, "set", "Makes PATH the sync catalog folder.",
               [path] {

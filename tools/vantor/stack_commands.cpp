@@ -164,7 +164,11 @@ int version_top(const stack_args& args) {
       vael::version_stack::is_media_in_version_stack(c->handle(), args.id)
           ? vael::version_stack::get_for_media(c->handle(), args.id).get_media_ids().front()
           : args.id;
-  std::cout << top << "\n";
+  if (args.json) {
+    print_json(QJsonObject{{"media", args.id}, {"top", top}});
+  } else {
+    std::cout << top << "\n";
+  }
   return 0;
 }
 
@@ -237,7 +241,10 @@ void add_stack_commands(CLI::App& app) {
                 "Each version made from another shows it as MEDIA<PARENT.",
                 version_list, json_flag);
   stack_command(version, "top", "Prints the lead version of the media's stack.", version_top,
-                one_media);
+                [](CLI::App* command, stack_args& args) {
+                  one_media(command, args);
+                  json_flag(command, args);
+                });
   stack_command(version, "rm",
                 "Takes a media out of its version stack.\n"
                 "Versions made from it are then made from its parent; a stack left with one\n"
