@@ -181,12 +181,15 @@ TEST_F(CliTest, RefusalsAreFramedAlikeAndChangeNothing) {
   const std::string trips = id_in(run({"album", "group", catalog, "Trips"}).out);
   ASSERT_EQ(run({"album", "create", catalog, "Rome", "--group", trips}).status, 0);
   box_.write_file("notes.txt", "not a catalog\n");
+  box_.write_file("empty.db", "");
   const std::string list = run({"media", "list", catalog}).out;
   const std::string media = list.substr(0, list.find('\t'));
   const auto snapshot = [&] {
     return run({"catalog", "info", catalog, "--json"}).out +
            run({"tag", "tree", catalog, "--json"}).out + run({"album", "list", catalog}).out +
-           vantor_test::read_file(box_.path("notes.txt"));
+           vantor_test::read_file(box_.path("notes.txt")) + vantor_test::read_file(catalog) +
+           vantor_test::read_file(box_.path("empty.db")) +
+           std::to_string(std::filesystem::exists(box_.path("missing.db")));
   };
   const std::string before = snapshot();
   const struct {
@@ -202,8 +205,12 @@ TEST_F(CliTest, RefusalsAreFramedAlikeAndChangeNothing) {
       {{"media", "show", catalog, "999999"}, "vantor: there is no media 999999"},
       // a value only the command can check
       {{"meta", "set", catalog, media, "xmp:Rating", "high"}, "vantor: value must be a whole"},
-      // a file that is not a catalog
+      // files that are not a catalog, or not there, are neither written nor made
       {{"catalog", "upgrade", box_.path("notes.txt")}, "vantor: " + box_.path("notes.txt")},
+      {{"catalog", "info", box_.path("empty.db")}, "vantor: " + box_.path("empty.db")},
+      {{"catalog", "check", box_.path("missing.db")}, "vantor: no catalog file at"},
+      {{"catalog", "copy", box_.path("notes.txt"), catalog}, "vantor: " + box_.path("notes.txt")},
+      {{"catalog", "copy", catalog, catalog}, "vantor: a catalog already exists at " + catalog},
   };
   for (const auto& refusal : refusals) {
     const cli_result r = run(refusal.args);

@@ -6,6 +6,7 @@
 #include "catalog/connection.h"
 #include "catalog/custom_tag_namespace.h"
 #include "catalog/tag.h"
+#include "catalog/tag_edits.h"
 #include "catalog_util/albums.h"
 #include "catalog_util/well_known_tags.h"
 #include "tools/vantor/catalog_access.h"
@@ -26,7 +27,7 @@ QJsonObject album_tree(const vael::tag& t, std::size_t depth, bool json) {
     if (t.can_tag_media()) std::cout << ", " << t.get_media_ids().size() << " media";
     std::cout << ")\n";
   }
-  if (t.can_tag_media()) node.insert("media", json_ids(t.get_ordered_media_ids()));
+  if (t.can_tag_media()) node.insert("media", json_ids(vael::media_of_tag(t)));
   QJsonArray children;
   for (const vael::tag& child : t.get_children()) {
     children.append(album_tree(child, depth + 1, json));
