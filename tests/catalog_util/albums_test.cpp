@@ -52,6 +52,8 @@ TEST_F(Albums, RefusalsNameTheTagAndTheRuleAndChangeNothing) {
   write([&] { vael_util::add_to_album(h(), rome, {media_[0]}); });
   const std::string m0 = std::to_string(media_[0]), m1 = std::to_string(media_[1]);
   const std::string rome_text = tag_text(rome_);
+  const std::string not_album =
+      " is not an album: media go into the albums of collection_ns, which keep them in order";
   const struct {
     std::function<void()> step;
     std::string message;
@@ -67,14 +69,8 @@ TEST_F(Albums, RefusalsNameTheTagAndTheRuleAndChangeNothing) {
       {[&] { vael_util::remove_from_album(h(), rome, {media_[1]}); },
        "media " + m1 + " is not in " + rome_text},
       {[&] { vael_util::add_to_album(h(), rome, {999999}); }, "there is no media 999999"},
-      {[&] { vael_util::find_album(h(), trips_); },
-       tag_text(trips_) +
-           " is not an album: media go into the albums of collection_ns, which keep them in "
-           "order"},
-      {[&] { vael_util::find_album(h(), people_); },
-       tag_text(people_) +
-           " is not an album: media go into the albums of collection_ns, which keep them in "
-           "order"},
+      {[&] { vael_util::find_album(h(), trips_); }, tag_text(trips_) + not_album},
+      {[&] { vael_util::find_album(h(), people_); }, tag_text(people_) + not_album},
       {[&] { vael_util::create_album(h(), "Day 1", rome_); },
        rome_text +
            " is not an album group: albums and groups go at the top of collection_ns or under "

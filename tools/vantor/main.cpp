@@ -26,6 +26,12 @@ const CLI::App* deepest(const CLI::App& app) {
   return at;
 }
 
+// Whether `command` is a family of commands; option groups are nameless subcommands.
+bool has_commands(const CLI::App* command) {
+  return !command->get_subcommands([](const CLI::App* sub) { return !sub->get_name().empty(); })
+              .empty();
+}
+
 std::string usage_of(const CLI::App* command) {
   return CLI::Formatter().make_usage(command, path_of(command)) + "Run '" + path_of(command) +
          " --help' for more.\n";
@@ -39,9 +45,10 @@ void add_help_command(CLI::App& app) {
         for (const std::string& word : *words) {
           const auto found = command->get_subcommands(
               [&](const CLI::App* sub) { return sub->get_name() == word; });
-          if (found.empty())
+          if (found.empty()) {
             throw vantor_cli::usage_error("no command '" + word + "' in '" + path_of(command) +
                                           "'");
+          }
           command = found.front();
         }
         std::cout << command->get_formatter()->make_help(command, path_of(command),
@@ -94,10 +101,7 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& e) {
     const CLI::App* at = deepest(app);
     const std::vector<std::string> left = app.remaining(true);
-    if (e.get_name() == "RequiredError" && !at->get_subcommands([](const CLI::App* sub) {
-                                                return !sub->get_name().empty();
-                                              }).empty() &&
-        !left.empty()) {
+    if (e.get_name() == "RequiredError" && has_commands(at) && !left.empty()) {
       std::cerr << "vantor: unknown command '" << left.front() << "'\n" << usage_of(at);
     } else {
       std::cerr << "vantor: " << e.what() << "\n" << usage_of(at);
