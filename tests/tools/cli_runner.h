@@ -51,4 +51,14 @@ inline cli_result run_cli(const sandbox& box, const std::vector<std::string>& ar
   return run_cli_line(box, line, input);
 }
 
+// Runs `line` in a shell, with $VANTOR naming the CLI, for pipes, redirections and terminals;
+// what the line leaves on its standard output and error goes through files in `box`.
+inline cli_result run_shell(const sandbox& box, const std::string& line) {
+  const std::string command = "export VANTOR=" + quote(VANTOR_CLI_PATH) + "; cd " +
+                              quote(box.root()) + " && { " + line + "; } >stdout 2>stderr";
+  const int raw = std::system(command.c_str());
+  return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, read_file(box.path("stdout")),
+          read_file(box.path("stderr"))};
+}
+
 }  // namespace vantor_test

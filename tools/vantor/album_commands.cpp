@@ -1,183 +1,127 @@
-#include <algorithm>
 #include <iostream>
-#include <stdexcept>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "catalog/connection.h"
 #include "catalog/custom_tag_namespace.h"
-#include "catalog/internal_connection.h"
 #include "catalog/tag.h"
+#include "catalog/tag_edits.h"
+#include "catalog_util/albums.h"
 #include "catalog_util/well_known_tags.h"
-#include "dbl/query.h"
 #include "tools/vantor/catalog_access.h"
 #include "tools/vantor/commands.h"
+#include "tools/vantor/output.h"
 
 namespace vantor_cli {
 namespace {
 
-namespace names = vael_util::type_name;
-
-vael::custom_tag_namespace albums_of(vael::connection& c) {
-  return vael::get_custom_tag_namespace(c.handle(), vael_util::ns_name::collection);
-}
-
-// A tag of collection_ns given by id, of one of the types a command accepts.
-vael::tag find_in_albums(vael::connection& c, const std::string& text, bool want_group) {
-  const int id = parse_id(text, want_group ? "album group id" : "album id");
-  if (!row_exists(c, "tag_table", id)) throw std::runtime_error("there is no tag " + text);
-  const vael::tag t = vael::get_tag(c.handle(), id);
-  const std::string type = t.get_type_name();
-  const bool in_albums = t.get_namespace_id() == albums_of(c).get_id();
-  if (want_group && !(in_albums && type == names::collection_group)) {
-    throw std::runtime_error(describe(t) + " is not an album group: albums and groups go at " +
-                             "the top of collection_ns or under an album group");
+// An album tree as indented lines "name (id, type, N media)" or as JSON.
+QJsonObject album_tree(const vael::tag& t, std::size_t depth, bool json) {
+  QJsonObject node{{"id", t.get_id()},
+                   {"name", json_text(t.get_name())},
+                   {"type", json_text(t.get_type_name())}};
+  if (!json) {
+    std::cout << std::string(depth * 2, ' ') << t.get_name() << " (" << t.get_id() << ", "
+              << t.get_type_name();
+    if (t.can_tag_media()) std::cout << ", " << t.get_media_ids().size() << " media";
+    std::cout << ")\n";
   }
-  if (!want_group && !(in_albums && t.media_is_ordered() && t.can_tag_media())) {
-    throw std::runtime_error(describe(t) + " is not an album: media go into the albums of " +
-                             "collection_ns, which keep them in order");
+  if (t.can_tag_media()) node.insert("media", json_ids(vael::media_of_tag(t)));
+  QJsonArray children;
+  for (const vael::tag& child : t.get_children()) {
+    children.append(album_tree(child, depth + 1, json));
   }
-  return t;
-}
-
-int album_make(const std::vector<std::string>& words, const vael::tag_type_t& type,
-               const char* what) {
-  const parsed_args args = parse_args(words, {"--group"});
-  expect_positionals(args, 2, 2);
-  const std::string name = args.positionals[1];
-  const auto c = open_catalog(args.positionals[0]);
-  const vael::custom_tag_namespace albums = albums_of(*c);
-  vael::tag made;
-  if (args.options.count("--group") != 0) {
-    const vael::tag group = find_in_albums(*c, args.required("--group"), true);
-    write(*c, describe(group), [&] { made = group.create_child(name, type); });
-  } else {
-    write(*c, "namespace 'collection_ns'", [&] { made = albums.create_tag(name, type); });
-  }
-  std::cout << "added " << what << " " << made.get_id() << " '" << name << "'\n";
-  return 0;
-}
-
-int album_create(const std::vector<std::string>& words) {
-  return album_make(words, vael_util::album_type(), "album");
-}
-
-int album_group(const std::vector<std::string>& words) {
-  return album_make(words, vael_util::album_group_type(), "album group");
-}
-
-void print_album_tree(const vael::tag& t, std::size_t depth) {
-  std::cout << std::string(depth * 2, ' ') << t.get_name() << " (" << t.get_id() << ", "
-            << t.get_type_name();
-  if (t.can_tag_media()) std::cout << ", " << t.get_media_ids().size() << " media";
-  std::cout << ")\n";
-  for (const vael::tag& child : t.get_children()) print_album_tree(child, depth + 1);
-}
-
-int album_list(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {});
-  expect_positionals(args, 1, 1);
-  const auto c = open_catalog(args.positionals[0]);
-  for (const vael::tag& top : albums_of(*c).get_children()) print_album_tree(top, 0);
-  return 0;
-}
-
-// The album and the media ids named after it; each media must exist and be named once.
-struct album_request {
-  vael::tag album;
-  std::vector<int> media;
-};
-
-album_request read_request(vael::connection& c, const parsed_args& args) {
-  album_request r{find_in_albums(c, args.positionals[1], false), {}};
-  for (std::size_t i = 2; i < args.positionals.size(); ++i) {
-    const int id = parse_media_id(c, args.positionals[i]);
-    if (std::find(r.media.begin(), r.media.end(), id) != r.media.end()) {
-      throw usage_error("media " + std::to_string(id) + " is named twice");
-    }
-    r.media.push_back(id);
-  }
-  return r;
-}
-
-// An album holds a media once and keeps its order: new media go to the end, removed media
-// leave the others where they were.
-int album_add_or_remove(const std::vector<std::string>& words, bool adding) {
-  const parsed_args args = parse_args(words, {});
-  expect_positionals(args, 3, static_cast<std::size_t>(-1));
-  const auto c = open_catalog(args.positionals[0]);
-  album_request r = read_request(*c, args);
-  std::vector<int> order = r.album.get_ordered_media_ids();
-  for (int id : r.media) {
-    const auto at = std::find(order.begin(), order.end(), id);
-    const std::string media = "media " + std::to_string(id);
-    if (adding && at != order.end()) {
-      throw std::runtime_error(media + " is in " + describe(r.album) +
-                               " already: an album holds a media once");
-    }
-    if (!adding && at == order.end()) {
-      throw std::runtime_error(media + " is not in " + describe(r.album));
-    }
-    if (adding) {
-      order.push_back(id);
-    } else {
-      order.erase(at);
-    }
-  }
-  write(*c, describe(r.album), [&] { r.album.set_media_order(order); });
-  std::cout << (adding ? "added " : "removed ") << r.media.size() << " media "
-            << (adding ? "to " : "from ") << describe(r.album) << ", which holds " << order.size()
-            << "\n";
-  return 0;
-}
-
-int album_add(const std::vector<std::string>& words) {
-  return album_add_or_remove(words, true);
-}
-
-int album_rm(const std::vector<std::string>& words) {
-  return album_add_or_remove(words, false);
+  node.insert("children", children);
+  return node;
 }
 
 }  // namespace
 
-command album_command() {
-  command create{"create",
-                 "CATALOG NAME [--group GROUP_ID]",
-                 "Adds an album at the top of collection_ns or under an album group.",
-                 "",
-                 album_create,
-                 {}};
-  command group{"group",
-                "CATALOG NAME [--group GROUP_ID]",
-                "Adds an album group, which holds albums and groups but no media.",
-                "",
-                album_group,
-                {}};
-  command list{"list",
-               "CATALOG",
-               "Prints the albums and groups as a tree.",
-               "One line per tag, indented by depth: name (id, type, media count).",
-               album_list,
-               {}};
-  command add{"add",
-              "CATALOG ALBUM MEDIA...",
-              "Appends media to an album, in the order given.",
-              "Refuses a media the album holds already.",
-              album_add,
-              {}};
-  command rm{"rm",
-             "CATALOG ALBUM MEDIA...",
-             "Removes media from an album; the others keep their order.",
-             "",
-             album_rm,
-             {}};
-  return {"album",
-          "",
-          "Makes albums and album groups and fills albums.",
-          "Exit status 2 on any error, and then the catalog is left as it was.",
-          nullptr,
-          {create, group, list, add, rm}};
+void add_album_commands(CLI::App& app) {
+  CLI::App* album = add_family(app, "album",
+                               "Makes albums and album groups and fills albums.\nExit status 2 "
+                               "on any error, and then the catalog is left as it was.");
+  struct make_args {
+    std::string catalog;
+    std::string name;
+    int group = 0;
+  };
+  for (const bool group : {false, true}) {
+    auto made = std::make_shared<make_args>();
+    CLI::App* make = add_command(
+        *album, group ? "group" : "create",
+        group ? "Adds an album group, which holds albums and groups but no media."
+              : "Adds an album at the top of collection_ns or under an album group.",
+        [made, group] {
+          const auto c = open_catalog(made->catalog);
+          vael::tag t;
+          write(*c, "", [&] {
+            t = group ? vael_util::create_album_group(c->handle(), made->name, made->group)
+                      : vael_util::create_album(c->handle(), made->name, made->group);
+          });
+          std::cout << "added " << (group ? "album group " : "album ") << t.get_id() << " '"
+                    << made->name << "'\n";
+          return 0;
+        });
+    make->add_option("CATALOG", made->catalog, "Catalog file.")->required();
+    make->add_option("NAME", made->name, "Name.")->required();
+    make->add_option("--group", made->group, "Album group to go under.")
+        ->check(CLI::PositiveNumber);
+  }
+
+  struct list_args {
+    std::string catalog;
+    bool json = false;
+  };
+  auto list = std::make_shared<list_args>();
+  CLI::App* list_command =
+      add_command(*album, "list",
+                  "Prints the albums and groups as a tree.\n"
+                  "One line per tag, indented by depth: name (id, type, media count).",
+                  [list] {
+                    const auto c = open_catalog(list->catalog);
+                    QJsonArray tops;
+                    for (const vael::tag& top :
+                         vael::get_custom_tag_namespace(c->handle(), vael_util::ns_name::collection)
+                             .get_children()) {
+                      tops.append(album_tree(top, 0, list->json));
+                    }
+                    if (list->json) print_json(tops);
+                    return 0;
+                  });
+  list_command->add_option("CATALOG", list->catalog, "Catalog file.")->required();
+  add_json_flag(list_command, list->json);
+
+  struct fill_args {
+    std::string catalog;
+    int album = 0;
+    std::vector<int> media;
+  };
+  for (const bool adding : {true, false}) {
+    auto fill = std::make_shared<fill_args>();
+    CLI::App* command =
+        add_command(*album, adding ? "add" : "rm",
+                    adding ? "Appends media to an album, in the order given.\n"
+                             "Refuses a media the album holds already."
+                           : "Removes media from an album; the others keep their order.",
+                    [fill, adding] {
+                      const auto c = open_catalog(fill->catalog);
+                      vael::tag t = vael_util::find_album(c->handle(), fill->album);
+                      std::size_t holds = 0;
+                      write(*c, "", [&] {
+                        holds = adding ? vael_util::add_to_album(c->handle(), t, fill->media)
+                                       : vael_util::remove_from_album(c->handle(), t, fill->media);
+                      });
+                      std::cout << (adding ? "added " : "removed ") << fill->media.size()
+                                << " media " << (adding ? "to " : "from ")
+                                << vael_util::describe_tag(t) << ", which holds " << holds << "\n";
+                      return 0;
+                    });
+    command->add_option("CATALOG", fill->catalog, "Catalog file.")->required();
+    command->add_option("ALBUM", fill->album, "Album id.")->required();
+    command->add_option("MEDIA", fill->media, "Media ids.")->required()->check(CLI::PositiveNumber);
+  }
 }
 
 }  // namespace vantor_cli

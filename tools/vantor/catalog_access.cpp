@@ -3,10 +3,9 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "catalog/internal_connection.h"
+#include "catalog/catalog_lookup.h"
 #include "catalog/transaction.h"
-#include "dbl/query.h"
-#include "tools/vantor/command.h"
+#include "tools/vantor/cli.h"
 
 namespace vantor_cli {
 
@@ -27,38 +26,26 @@ void write(vael::connection& c, const std::string& subject, const std::function<
   } catch (const usage_error&) {
     throw;
   } catch (const std::exception& e) {
+    if (subject.empty()) throw;
     throw std::runtime_error(subject + ": " + e.what());
   }
   t.commit();
 }
 
-int parse_id(const std::string& text, const char* what) {
-  const long long id = parse_integer(text, what);
-  if (id <= 0 || id > 0x7fffffff) throw usage_error(std::string(what) + " must be positive");
-  return static_cast<int>(id);
+void require_media(vael::connection& c, const std::vector<int>& ids) {
+  for (int id : ids) vael::require_media(c.handle(), id);
 }
 
-bool row_exists(vael::connection& c, const char* table, int id) {
-  dbl::query q(c.get().database(),
-               std::string("SELECT COUNT(*) FROM ") + table + " WHERE id = :id");
-  q.bind(":id", dbl::entry_data(id)).add_column("ignored", typeid(int));
-  return q.first_row()[0].as_int() != 0;
-}
-
-void require_media(vael::connection& c, int id) {
-  if (!row_exists(c, "media_table", id)) {
-    throw std::runtime_error("there is no media " + std::to_string(id));
+vael::tag find_tag(vael::connection& c, int id) {
+  if (!vael::tag_exists(c.handle(), id)) {
+    throw std::runtime_error("there is no tag " + std::to_string(id));
   }
-}
-
-int parse_media_id(vael::connection& c, const std::string& text) {
-  const int id = parse_id(text, "media id");
-  require_media(c, id);
-  return id;
-}
-
-std::string describe(const vael::tag& t) {
-  return "tag " + std::to_string(t.get_id()) + " '" + t.get_name() + "'";
+  try {
+    return vael::get_tag_in_namespace(c.handle(), id);
+  } catch (const std::logic_error&) {
+    throw std::runtime_error("tag " + std::to_string(id) +
+                             " is a namespace; use 'vantor namespace'");
+  }
 }
 
 }  // namespace vantor_cli

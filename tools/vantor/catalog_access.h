@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "catalog/connection.h"
 #include "catalog/tag.h"
@@ -14,20 +15,13 @@ namespace vantor_cli {
 std::unique_ptr<vael::connection> open_catalog(const std::string& path);
 
 // Runs `step` in one transaction, which a failure rolls back; the failure is reported with
-// `subject` in front, so that the message names the object as well as the rule.
+// `subject` in front (unless empty), so that the message names the object as well as the rule.
 void write(vael::connection& c, const std::string& subject, const std::function<void()>& step);
 
-// A row id given on the command line; usage_error unless it is a positive 32-bit number.
-int parse_id(const std::string& text, const char* what);
+// Throws "there is no media N" for the first of `ids` the catalog lacks.
+void require_media(vael::connection& c, const std::vector<int>& ids);
 
-// Whether `table` has a row of that id.
-bool row_exists(vael::connection& c, const char* table, int id);
-// Throws std::runtime_error "there is no media N" unless the catalog has media `id`.
-void require_media(vael::connection& c, int id);
-// parse_id() of a media id that must exist.
-int parse_media_id(vael::connection& c, const std::string& text);
-
-// "tag ID 'NAME'", the way messages name a tag.
-std::string describe(const vael::tag& t);
+// A tag given by id; namespaces are named, not numbered.
+vael::tag find_tag(vael::connection& c, int id);
 
 }  // namespace vantor_cli

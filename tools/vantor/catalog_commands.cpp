@@ -4,8 +4,10 @@
 #include <cstring>
 #include <functional>
 #include <iostream>
+#include <memory>
 #include <optional>
 
+#include "catalog/catalog_lookup.h"
 #include "catalog/connection.h"
 #include "catalog/schema/catalog_schema.h"
 #include "catalog/schema/schema_creation.h"
@@ -14,12 +16,12 @@
 #include "catalog_util/catalog_defaults.h"
 #include "dbl/database_copy.h"
 #include "dbl/exceptions.h"
-#include "dbl/query.h"
 #include "dbl/sqlite/sqlite_database.h"
 #include "dbl/transaction.h"
 #include "environment/catalog_paths.h"
 #include "environment/file_helpers.h"
 #include "tools/vantor/commands.h"
+#include "tools/vantor/output.h"
 #include "tools/vantor/progress_display.h"
 
 namespace vantor_cli {
@@ -96,10 +98,7 @@ void add_catalog_defaults(const std::string& path) {
   t.commit();
 }
 
-int catalog_create(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {});
-  expect_positionals(args, 1, 1);
-  const std::string folder = args.positionals[0];
+int catalog_create(const std::string& folder) {
   vantor_env::CreateFolderTree(folder);
   if (!vantor_env::FolderExists(folder)) throw std::runtime_error("cannot create folder " + folder);
   const std::string target = folder + "/" + vantor_env::GetCatalogFileName();
@@ -110,10 +109,7 @@ int catalog_create(const std::vector<std::string>& words) {
   return 0;
 }
 
-int catalog_upgrade(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {});
-  expect_positionals(args, 1, 1);
-  const std::string path = args.positionals[0];
+int catalog_upgrade(const std::string& path) {
   auto [db, before] = open_catalog_file(path);
   if (!before) throw std::runtime_error(path + " is not a catalog: it has no schema version");
   if (*before == current_version()) {
@@ -141,32 +137,29 @@ int catalog_upgrade(const std::vector<std::string>& words) {
   return 0;
 }
 
-int catalog_check(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {});
-  expect_positionals(args, 1, 1);
-  const std::string path = args.positionals[0];
+int catalog_check(const std::string& path, bool json) {
   auto [db, version] = open_catalog_file(path);
-  dbl::query integrity(db, "PRAGMA integrity_check");
-  integrity.add_column("integrity_check", typeid(std::string));
-  std::vector<std::string> problems;
-  for (const dbl::entry_data_vector& row : integrity) problems.push_back(row[0].as_string());
+  const std::vector<std::string> problems = vael::integrity_problems(db);
   const bool version_ok = version == current_version();
-  const bool integrity_ok = problems.size() == 1 && problems[0] == "ok";
+  const bool integrity_ok = problems.empty();
 
+  if (json) {
+    QJsonArray damage;
+    for (const std::string& line : problems) damage.append(json_text(line));
+    print_json(QJsonObject{{"schema_version", version ? QJsonValue(*version) : QJsonValue()},
+                           {"expected_schema_version", current_version()},
+                           {"integrity_ok", integrity_ok},
+                           {"problems", damage}});
+    return version_ok && integrity_ok ? 0 : 1;
+  }
   std::cout << "schema version: " << (version ? std::to_string(*version) : "none")
             << (version_ok ? "" : " (expected " + std::to_string(current_version()) + ")")
             << "\nintegrity: " << (integrity_ok ? "ok" : "damaged") << "\n";
-  if (!integrity_ok) {
-    for (const std::string& line : problems) std::cout << "  " << line << "\n";
-  }
+  for (const std::string& line : problems) std::cout << "  " << line << "\n";
   return version_ok && integrity_ok ? 0 : 1;
 }
 
-int catalog_copy(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {});
-  expect_positionals(args, 2, 2);
-  const std::string source_path = args.positionals[0];
-  std::string target_path = args.positionals[1];
+int catalog_copy(const std::string& source_path, std::string target_path) {
   if (vantor_env::FolderExists(target_path)) {
     target_path += "/" + vantor_env::GetCatalogFileName();
   }
@@ -198,37 +191,46 @@ int catalog_copy(const std::vector<std::string>& words) {
 
 }  // namespace
 
-command catalog_command() {
-  command create{"create",
-                 "FOLDER",
-                 "Makes a new catalog, FOLDER/catalog.omb14db.",
-                 "Refuses a folder that holds a catalog already.",
-                 catalog_create,
-                 {}};
-  command upgrade{"upgrade",
-                  "FILE",
-                  "Brings a catalog of schema version 7 or 8 to the current one.",
-                  "Each version step is a transaction of its own: an interrupted upgrade leaves\n"
-                  "the file at a whole version, and running the command again goes on from there.",
-                  catalog_upgrade,
-                  {}};
-  command check{"check",
-                "FILE",
-                "Checks a catalog's schema version and integrity.",
-                "Exit status 0 only when the version is current and SQLite finds no damage.",
-                catalog_check,
-                {}};
-  command copy{"copy",
-               "SOURCE TARGET",
-               "Copies a catalog into a new catalog file.",
-               "TARGET is a file that must not exist yet, or a folder that gets catalog.omb14db.\n"
-               "Rows keep their ids; the new file appears only once it is complete.",
-               catalog_copy,
-               {}};
-  command catalog{"catalog", "",      "Creates, upgrades, checks and copies catalog files.",
-                  "",        nullptr, {}};
-  catalog.children = {create, upgrade, check, copy, catalog_info_command()};
-  return catalog;
+void add_catalog_commands(CLI::App& app) {
+  CLI::App* catalog =
+      add_family(app, "catalog", "Creates, upgrades, checks and copies catalog files.");
+  auto folder = std::make_shared<std::string>();
+  add_command(*catalog, "create",
+              "Makes a new catalog, FOLDER/catalog.omb14db.\n"
+              "Refuses a folder that holds a catalog already.",
+              [folder] { return catalog_create(*folder); })
+      ->add_option("FOLDER", *folder, "Folder of the new catalog.")
+      ->required();
+  auto upgraded = std::make_shared<std::string>();
+  add_command(*catalog, "upgrade",
+              "Brings a catalog of schema version 7 or 8 to the current one.\n"
+              "Each version step is a transaction of its own: an interrupted upgrade leaves\n"
+              "the file at a whole version, and running the command again goes on from there.",
+              [upgraded] { return catalog_upgrade(*upgraded); })
+      ->add_option("FILE", *upgraded, "Catalog file.")
+      ->required();
+  struct check_args {
+    std::string file;
+    bool json = false;
+  };
+  auto checked = std::make_shared<check_args>();
+  CLI::App* check = add_command(
+      *catalog, "check",
+      "Checks a catalog's schema version and integrity.\n"
+      "Exit status 0 only when the version is current and SQLite finds no damage, else 1.",
+      [checked] { return catalog_check(checked->file, checked->json); });
+  check->add_option("FILE", checked->file, "Catalog file.")->required();
+  add_json_flag(check, checked->json);
+  auto copied = std::make_shared<std::pair<std::string, std::string>>();
+  CLI::App* copy = add_command(
+      *catalog, "copy",
+      "Copies a catalog into a new catalog file.\n"
+      "TARGET is a file that must not exist yet, or a folder that gets catalog.omb14db.\n"
+      "Rows keep their ids; the new file appears only once it is complete.",
+      [copied] { return catalog_copy(copied->first, copied->second); });
+  copy->add_option("SOURCE", copied->first, "Catalog file to copy.")->required();
+  copy->add_option("TARGET", copied->second, "New file, or folder.")->required();
+  add_catalog_model_commands(app, *catalog);
 }
 
 }  // namespace vantor_cli

@@ -1,32 +1,49 @@
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "catalog/catalog_database.h"
+#include "catalog/catalog_lookup.h"
 #include "catalog/connection.h"
-#include "catalog/internal_connection.h"
 #include "catalog/schema/schema_creation.h"
 #include "catalog/transaction.h"
 #include "catalog/volume_manager.h"
-#include "dbl/query.h"
 #include "tools/vantor/catalog_access.h"
 #include "tools/vantor/commands.h"
+#include "tools/vantor/output.h"
 
 namespace vantor_cli {
 namespace {
 
-int count_rows(vael::connection& c, const std::string& table) {
-  dbl::query q(c.get().database(), "SELECT COUNT(*) FROM " + table);
-  q.add_column("ignored", typeid(int));
-  return q.first_row()[0].as_int();
+struct catalog_args {
+  std::string catalog;
+  bool json = false;
+};
+
+// Volumes as rows (id, type, path, online or offline) or as a JSON array.
+QJsonArray volumes_of(const vael::volume_manager& vm, bool json) {
+  QJsonArray volumes;
+  for (const vael::volume_t& v : vm.get_all_volumes()) {
+    const std::string path = vm.get_volume_path(v.id);
+    const bool online = vm.is_volume_online(v.id);
+    if (json) {
+      volumes.append(QJsonObject{{"id", v.id},
+                                 {"type", vael::volume_type_text(v.type)},
+                                 {"path", json_text(path)},
+                                 {"online", online}});
+    } else {
+      print_row({std::to_string(v.id), vael::volume_type_text(v.type), path,
+                 online ? "online" : "offline"});
+    }
+  }
+  return volumes;
 }
 
 void print_volume(const vael::volume_manager& vm, const vael::volume_t& v) {
   const std::string path = vm.get_volume_path(v.id);
-  std::cout << "volume " << v.id << ": " << vael::volume_type_text(v.type) << " "
-            << (path.empty() ? "(no path)" : path) << " "
-            << (vm.is_volume_online(v.id) ? "online" : "offline") << "\n";
+  print_row({std::to_string(v.id), vael::volume_type_text(v.type), path,
+             vm.is_volume_online(v.id) ? "online" : "offline"});
 }
 
 vael::volume_type parse_volume_type(const std::string& text) {
@@ -39,99 +56,106 @@ vael::volume_type parse_volume_type(const std::string& text) {
                     "no_drive");
 }
 
-int catalog_info(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {});
-  expect_positionals(args, 1, 1);
-  const auto c = open_catalog(args.positionals[0]);
+int catalog_info(const catalog_args& args) {
+  const auto c = open_catalog(args.catalog);
   const std::optional<std::int32_t> version =
-      vael::schema::read_schema_version(c->get().database());
+      vael::schema::read_schema_version(vael::database_of(*c));
+  const vael::catalog_counts counts = vael::count_catalog_rows(c->handle());
+  const int change_id = vael::current_change_id(c->handle());
+  const vael::volume_manager vm = vael::get_volume_manager(c->handle());
+  if (args.json) {
+    print_json(QJsonObject{{"schema_version", version ? QJsonValue(*version) : QJsonValue()},
+                           {"change_id", change_id},
+                           {"media", counts.media},
+                           {"tags", counts.tags},
+                           {"volumes", volumes_of(vm, true)}});
+    return 0;
+  }
   std::cout << "schema version: " << (version ? std::to_string(*version) : "none") << "\n"
-            << "current change id: " << c->get().change_tracker().current_change_id() << "\n"
-            << "media: " << count_rows(*c, "media_table") << "\n"
-            << "tags: " << count_rows(*c, "tag_table") << "\n"
-            << "volumes: " << count_rows(*c, "volume_table") << "\n";
-  const vael::volume_manager vm = vael::get_volume_manager(c->handle());
-  for (const vael::volume_t& v : vm.get_all_volumes()) print_volume(vm, v);
-  return 0;
-}
-
-int volume_list(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {});
-  expect_positionals(args, 1, 1);
-  const auto c = open_catalog(args.positionals[0]);
-  const vael::volume_manager vm = vael::get_volume_manager(c->handle());
-  for (const vael::volume_t& v : vm.get_all_volumes()) print_volume(vm, v);
-  return 0;
-}
-
-int volume_add(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {"--description", "--path"});
-  expect_positionals(args, 3, 3);
-  vael::volume_t v;
-  v.type = parse_volume_type(args.positionals[1]);
-  v.serial = args.positionals[2];
-  v.description = args.option("--description");
-  v.drive_path_if_builtin = args.option("--path");
-  const auto c = open_catalog(args.positionals[0]);
-  vael::transaction t(c->handle());
-  t.begin(vael::without_undo, vael::lock_now);
-  vael::volume_manager vm = vael::get_volume_manager(c->handle());
-  const vael::volume_t added = vm.add_volume(v);
-  t.commit();
-  print_volume(vm, added);
-  return 0;
-}
-
-int volume_set_path(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {});
-  expect_positionals(args, 3, 3);
-  const auto id = static_cast<int>(parse_integer(args.positionals[1], "volume id"));
-  const auto c = open_catalog(args.positionals[0]);
-  vael::transaction t(c->handle());
-  t.begin(vael::without_undo, vael::lock_now);
-  vael::volume_manager vm = vael::get_volume_manager(c->handle());
-  vael::volume_t v = vm.get_volume(id);
-  v.drive_path_if_builtin = args.positionals[2];
-  vm.update_volume(v);
-  t.commit();
-  print_volume(vm, v);
+            << "current change id: " << change_id << "\n"
+            << "media: " << counts.media << "\n"
+            << "tags: " << counts.tags << "\n"
+            << "volumes: " << counts.volumes << "\n";
+  volumes_of(vm, false);
   return 0;
 }
 
 }  // namespace
 
-command catalog_info_command() {
-  return {"info",
-          "FILE",
-          "Shows a catalog's schema version, change id, counts and volumes.",
-          "Opens the catalog as the library does, which upgrades an older schema and adds\n"
-          "the catalog's own namespace and volume when they are missing.",
-          catalog_info,
-          {}};
-}
+void add_catalog_model_commands(CLI::App& app, CLI::App& catalog) {
+  auto info = std::make_shared<catalog_args>();
+  CLI::App* info_command =
+      add_command(catalog, "info",
+                  "Shows a catalog's schema version, change id, counts and volumes.\n"
+                  "Opens the catalog as the library does, which upgrades an older schema and adds\n"
+                  "the catalog's own namespace and volume when they are missing.",
+                  [info] { return catalog_info(*info); });
+  info_command->add_option("FILE", info->catalog, "Catalog file.")->required();
+  add_json_flag(info_command, info->json);
 
-command volume_command() {
-  command list{"list",
-               "CATALOG",
-               "Lists the volumes of a catalog.",
-               "One line each: id, type, known path and whether it is online now.",
-               volume_list,
-               {}};
-  command add{"add",
-              "CATALOG TYPE SERIAL [--description TEXT] [--path PATH]",
-              "Adds a volume.",
-              "TYPE is builtin_drive (needs --path), removable_drive, readonly_drive,\n"
-              "network_drive or no_drive (--path optional).",
-              volume_add,
-              {}};
-  command set_path{"set-path",
-                   "CATALOG ID PATH",
-                   "Stores a new path for a builtin or 'no drive' volume.",
-                   "Other volumes are found where they are mounted; their path is not stored.",
-                   volume_set_path,
-                   {}};
-  return {"volume", "",      "Lists and edits the volumes of a catalog.",
-          "",       nullptr, {list, add, set_path}};
+  CLI::App* volume = add_family(app, "volume", "Lists and edits the volumes of a catalog.");
+  auto list = std::make_shared<catalog_args>();
+  CLI::App* list_command = add_command(
+      *volume, "list", "Lists the volumes of a catalog: id, type, known path, online or offline.",
+      [list] {
+        const auto c = open_catalog(list->catalog);
+        const QJsonArray volumes = volumes_of(vael::get_volume_manager(c->handle()), list->json);
+        if (list->json) print_json(volumes);
+        return 0;
+      });
+  list_command->add_option("CATALOG", list->catalog, "Catalog file.")->required();
+  add_json_flag(list_command, list->json);
+
+  struct add_args {
+    std::string catalog;
+    std::string type;
+    vael::volume_t volume;
+  };
+  auto add = std::make_shared<add_args>();
+  CLI::App* add_volume = add_command(
+      *volume, "add",
+      "Adds a volume.\nTYPE is builtin_drive (needs --path), removable_drive, readonly_drive,\n"
+      "network_drive or no_drive (--path optional).",
+      [add] {
+        add->volume.type = parse_volume_type(add->type);
+        const auto c = open_catalog(add->catalog);
+        vael::volume_manager vm = vael::get_volume_manager(c->handle());
+        vael::volume_t added;
+        write(*c, "", [&] { added = vm.add_volume(add->volume); });
+        print_volume(vm, added);
+        return 0;
+      });
+  add_volume->add_option("CATALOG", add->catalog, "Catalog file.")->required();
+  add_volume->add_option("TYPE", add->type, "Volume type.")->required();
+  add_volume->add_option("SERIAL", add->volume.serial, "Serial of the file system.")->required();
+  add_volume->add_option("--description", add->volume.description, "Description.");
+  add_volume->add_option("--path", add->volume.drive_path_if_builtin, "Path of the volume.");
+
+  struct set_path_args {
+    std::string catalog;
+    int id = 0;
+    std::string path;
+  };
+  auto set_path = std::make_shared<set_path_args>();
+  CLI::App* set_path_command =
+      add_command(*volume, "set-path",
+                  "Stores a new path for a builtin or 'no drive' volume.\n"
+                  "Other volumes are found where they are mounted; their path is not stored.",
+                  [set_path] {
+                    const auto c = open_catalog(set_path->catalog);
+                    vael::volume_manager vm = vael::get_volume_manager(c->handle());
+                    vael::volume_t v;
+                    write(*c, "", [&] {
+                      v = vm.get_volume(set_path->id);
+                      v.drive_path_if_builtin = set_path->path;
+                      vm.update_volume(v);
+                    });
+                    print_volume(vm, v);
+                    return 0;
+                  });
+  set_path_command->add_option("CATALOG", set_path->catalog, "Catalog file.")->required();
+  set_path_command->add_option("ID", set_path->id, "Volume id.")->required();
+  set_path_command->add_option("PATH", set_path->path, "New path.")->required();
 }
 
 }  // namespace vantor_cli

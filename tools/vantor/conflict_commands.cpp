@@ -1,6 +1,7 @@
 #include <boost/algorithm/string/split.hpp>
 #include <iostream>
 #include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -27,12 +28,16 @@ std::vector<int> parse_ids(const std::string& text, const std::string& what) {
   return ids;
 }
 
-int conflicts_run(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {"--conflicts", "--deletes", "--folder"});
-  expect_positionals(args, 0, 0);
-  const std::vector<int> conflicts = parse_ids(args.option("--conflicts"), "--conflicts");
-  const std::vector<int> deletes = parse_ids(args.option("--deletes"), "--deletes");
-  std::string folder = args.required("--folder");
+struct conflicts_args {
+  std::string conflicts;
+  std::string deletes;
+  std::string folder;
+};
+
+int conflicts_run(const conflicts_args& args) {
+  const std::vector<int> conflicts = parse_ids(args.conflicts, "--conflicts");
+  const std::vector<int> deletes = parse_ids(args.deletes, "--deletes");
+  std::string folder = args.folder;
   if (folder.empty()) throw usage_error("--folder must name a folder");
   if (folder.back() != '/') folder += '/';
 
@@ -49,14 +54,17 @@ int conflicts_run(const std::vector<std::string>& words) {
 
 }  // namespace
 
-command conflicts_command() {
-  return {"conflicts",
-          "[--conflicts IDS] [--deletes IDS] --folder DIR",
-          "Prints the conflict resolution XML of media ids of the sync catalog.",
-          "IDS are comma-separated media ids, none by default. DIR holds one folder per\n"
-          "conflict id with the agent's online.xml.",
-          conflicts_run,
-          {}};
+void add_conflicts_command(CLI::App& app) {
+  auto args = std::make_shared<conflicts_args>();
+  CLI::App* command =
+      add_command(app, "conflicts",
+                  "Prints the conflict resolution XML of media ids of the sync catalog.\n"
+                  "IDS are comma-separated media ids, none by default. DIR holds one folder per\n"
+                  "conflict id with the agent's online.xml.",
+                  [args] { return conflicts_run(*args); });
+  command->add_option("--conflicts", args->conflicts, "Media ids in conflict, e.g. 1,2,3.");
+  command->add_option("--deletes", args->deletes, "Media ids deleted online.");
+  command->add_option("--folder", args->folder, "Folder of the conflicts.")->required();
 }
 
 }  // namespace vantor_cli

@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "catalog/internal_connection.h"
+#include "catalog/catalog_lookup.h"
 #include "catalog/media.h"
 #include "catalog/metadata_description.h"
 #include "catalog/transaction.h"
@@ -68,7 +68,7 @@ class volume_resolver {
     relative_volume_id_ = vm.get_volume_id_of_type(
         vael::volume_type_text(vael::volume_type::database_relative_drive));
     catalog_folder_ =
-        fs::weakly_canonical(fs::path(vael::get_connection(handle_).path()).parent_path()).string();
+        fs::weakly_canonical(fs::path(vael::catalog_path(handle_)).parent_path()).string();
   }
 
   // REQUIRES: an open transaction, since a file system seen for the first time becomes a

@@ -1,59 +1,118 @@
-#include <exception>
+#include <csignal>
+#include <cstring>
 #include <iostream>
 #include <string>
 #include <vector>
 
-#include "tools/vantor/command.h"
 #include "tools/vantor/commands.h"
+#include "tools/vantor/output.h"
+#include "vantor_build_config.h"
 
 namespace {
 
-vantor_cli::command root_command() {
-  vantor_cli::command root;
-  root.name = "vantor";
-  root.summary = "Drives the Vantor library the way a host does: preferences, settings, catalogs.";
-  root.details =
-      "Settings live under $VANTOR_SETTINGS_ROOT (default: $XDG_CONFIG_HOME/norvane/registry).\n"
-      "Exit status: 0 on success, 1 for a 'no' answer, 2 on any error.";
-  // One command family a line, so that a new family is a one-line change.
-  // clang-format off
-  root.children = {
-      vantor_cli::prefs_command(),
-      vantor_cli::eligible_command(),
-      vantor_cli::settings_command(),
-      vantor_cli::sync_catalog_command(),
-      vantor_cli::catalog_command(),
-      vantor_cli::volume_command(),
-      vantor_cli::tag_command(),
-      vantor_cli::namespace_command(),
-      vantor_cli::import_command(),
-      vantor_cli::sample_photos_command(),
-      vantor_cli::media_command(),
-      vantor_cli::meta_command(),
-      vantor_cli::stack_command(),
-      vantor_cli::version_command(),
-      vantor_cli::album_command(),
-      vantor_cli::online_command(),
-      vantor_cli::server_time_command(),
-      vantor_cli::sync_albums_command(),
-      vantor_cli::conflicts_command(),
-      vantor_cli::screen_command(),
-      vantor_cli::save_command(),
-  };
-  // clang-format on
-  return root;
+// "vantor tag move": how the user reaches `command`.
+std::string path_of(const CLI::App* command) {
+  std::string path = command->get_name();
+  for (const CLI::App* up = command->get_parent(); up != nullptr; up = up->get_parent()) {
+    path = up->get_name() + " " + path;
+  }
+  return path;
+}
+
+// The command the words named last, which a refusal of the words is about.
+const CLI::App* deepest(const CLI::App& app) {
+  const CLI::App* at = &app;
+  while (!at->get_subcommands().empty()) at = at->get_subcommands().front();
+  return at;
+}
+
+// Whether `command` is a family of commands; option groups are nameless subcommands.
+bool has_commands(const CLI::App* command) {
+  return !command->get_subcommands([](const CLI::App* sub) { return !sub->get_name().empty(); })
+              .empty();
+}
+
+std::string usage_of(const CLI::App* command) {
+  return CLI::Formatter().make_usage(command, path_of(command)) + "Run '" + path_of(command) +
+         " --help' for more.\n";
+}
+
+void add_help_command(CLI::App& app) {
+  auto words = std::make_shared<std::vector<std::string>>();
+  CLI::App* help =
+      vantor_cli::add_command(app, "help", "Shows the help of a command.", [&app, words] {
+        CLI::App* command = &app;
+        for (const std::string& word : *words) {
+          const auto found = command->get_subcommands(
+              [&](const CLI::App* sub) { return sub->get_name() == word; });
+          if (found.empty()) {
+            throw vantor_cli::usage_error("no command '" + word + "' in '" + path_of(command) +
+                                          "'");
+          }
+          command = found.front();
+        }
+        std::cout << command->get_formatter()->make_help(command, path_of(command),
+                                                         CLI::AppFormatMode::Normal);
+        return 0;
+      });
+  help->add_option("COMMAND", *words, "The command and its subcommands, e.g. 'tag move'.");
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::vector<std::string> words(argv + 1, argv + argc);
+  std::signal(SIGPIPE, SIG_IGN);
+  vantor_cli::checked_output output;
+  CLI::App app(
+      "Drives the Vantor library the way a host does: preferences, settings, catalogs.\n"
+      "Settings live under $VANTOR_SETTINGS_ROOT (default: "
+      "$XDG_CONFIG_HOME/norvane/registry).\n"
+      "Exit status: 0 on success, 1 for a 'no' answer, 2 on any error.",
+      "vantor");
+  app.set_version_flag("-V,--version", VANTOR_VERSION_TEXT);
+  app.fallthrough();
+  app.require_subcommand(1);
+  vantor_cli::add_global_options(app);
+  add_help_command(app);
+  vantor_cli::add_prefs_commands(app);
+  vantor_cli::add_settings_commands(app);
+  vantor_cli::add_catalog_commands(app);
+  vantor_cli::add_tag_commands(app);
+  vantor_cli::add_media_commands(app);
+  vantor_cli::add_stack_commands(app);
+  vantor_cli::add_album_commands(app);
+  vantor_cli::add_online_commands(app);
+  vantor_cli::add_conflicts_command(app);
+  vantor_cli::add_screen_command(app);
+  vantor_cli::add_save_command(app);
+
+  if (argc < 2) {
+    std::cerr << app.help();
+    return 2;
+  }
+  int status = 2;
   try {
-    return vantor_cli::dispatch(root_command(), words, "vantor");
+    app.parse(argc, argv);
+    status = vantor_cli::command_status();
+  } catch (const CLI::CallForHelp& e) {
+    status = app.exit(e);
+  } catch (const CLI::CallForVersion& e) {
+    status = app.exit(e);
+  } catch (const CLI::ParseError& e) {
+    const CLI::App* at = deepest(app);
+    const std::vector<std::string> left = app.remaining(true);
+    if (e.get_name() == "RequiredError" && has_commands(at) && !left.empty()) {
+      std::cerr << "vantor: unknown command '" << left.front() << "'\n" << usage_of(at);
+    } else {
+      std::cerr << "vantor: " << e.what() << "\n" << usage_of(at);
+    }
   } catch (const vantor_cli::usage_error& e) {
-    std::cerr << "vantor: " << e.what() << "\nTry 'vantor --help'.\n";
+    std::cerr << "vantor: " << e.what() << "\n" << usage_of(deepest(app));
   } catch (const std::exception& e) {
     std::cerr << "vantor: " << e.what() << "\n";
   }
+  const int error = output.finish();
+  if (error == 0 || error == EPIPE) return status;
+  std::cerr << "vantor: cannot write the output: " << std::strerror(error) << "\n";
   return 2;
 }

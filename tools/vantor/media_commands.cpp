@@ -4,12 +4,13 @@
 #include <fstream>
 #include <iomanip>
 #include <iostream>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "catalog/catalog_lookup.h"
 #include "catalog/connection.h"
-#include "catalog/internal_connection.h"
 #include "catalog/media.h"
 #include "catalog/metadata_description.h"
 #include "catalog/metadata_view.h"
@@ -18,10 +19,10 @@
 #include "catalog/volume_manager.h"
 #include "catalog_util/metadata_helpers.h"
 #include "catalog_util/metadata_vocabulary.h"
-#include "dbl/query.h"
 #include "tools/vantor/catalog_access.h"
 #include "tools/vantor/commands.h"
 #include "tools/vantor/folder_import.h"
+#include "tools/vantor/output.h"
 #include "tools/vantor/progress_display.h"
 #include "tools/vantor/tiny_jpeg.h"
 
@@ -87,8 +88,8 @@ metadata_data_type parse_type(const std::string& text) {
 
 // The type a new description of `identifier` gets: the one the catalog's vocabulary gives
 // it, else what the user asked for, else string.
-metadata_data_type type_for_new(const std::string& identifier, const parsed_args& args) {
-  if (args.options.count("--type") != 0) return parse_type(args.option("--type"));
+metadata_data_type type_for_new(const std::string& identifier, const std::string& asked) {
+  if (!asked.empty()) return parse_type(asked);
   for (const auto& known : vael_util::default_metadata_descriptions()) {
     if (known.identifier == identifier) return static_cast<metadata_data_type>(known.data_type);
   }
@@ -103,18 +104,162 @@ std::string date_text(const vael::media_date_t& date) {
   return when + " (" + (known ? precisions[date.precision] : "?") + ")";
 }
 
+struct import_args {
+  std::string catalog;
+  std::string folder;
+  std::size_t batch = 250;
+  bool json = false;
+};
+
+int import_run(const import_args& args) {
+  import_options options;
+  options.batch_size = args.batch;
+  const auto c = open_catalog(args.catalog);
+  progress_display progress("importing");
+  options.progress = [&](long long done, long long total) { progress.update(done, total); };
+  const import_summary s = import_folder(c->handle(), args.folder, options);
+  progress.finish();
+  for (const std::string& w : s.warnings) std::cerr << "warning: " << w << "\n";
+  if (args.json) {
+    QJsonArray warnings;
+    for (const std::string& w : s.warnings) warnings.append(json_text(w));
+    print_json(QJsonObject{{"imported", s.imported},
+                           {"already_present", s.already_present},
+                           {"skipped", s.skipped},
+                           {"warnings", warnings},
+                           {"seconds", s.seconds}});
+    return 0;
+  }
+  std::cout << "imported: " << s.imported << "\nalready present: " << s.already_present
+            << "\nskipped (not media): " << s.skipped << "\nwarnings: " << s.warnings.size()
+            << "\ntime: " << std::fixed << std::setprecision(2) << s.seconds << " s\n";
+  if (s.imported == 0 && s.already_present > 0) {
+    std::cout << "nothing new: every media file is in the catalog already\n";
+  }
+  return 0;
+}
+
+struct media_args {
+  std::string catalog;
+  int media = 0;
+  std::string identifier;
+  std::string value;
+  std::string type;
+  bool json = false;
+};
+
+int media_list(const media_args& args) {
+  const auto c = open_catalog(args.catalog);
+  QJsonArray all;
+  for (int id : vael::all_media_ids(c->handle())) {
+    const vael::media m = vael::media::get_media(c->handle(), id);
+    if (args.json) {
+      all.append(QJsonObject{{"id", id},
+                             {"volume", m.get_volume_id()},
+                             {"mime_type", json_text(m.get_mime_type())},
+                             {"path", json_text(m.get_filepath(true))}});
+    } else {
+      print_row({std::to_string(id), std::to_string(m.get_volume_id()), m.get_mime_type(),
+                 m.get_filepath(true)});
+    }
+  }
+  if (args.json) print_json(all);
+  return 0;
+}
+
+int media_show(const media_args& args) {
+  const auto c = open_catalog(args.catalog);
+  const int id = args.media;
+  vael::require_media(c->handle(), id);
+  const vael::media m = vael::media::get_media(c->handle(), id);
+  const std::vector<int> tag_ids = vael::get_all_tags_on_media(c->handle(), id);
+  const std::vector<vael::metadata_item_t> items =
+      vael::metadata_view_t(c->handle()).get_all_on_media(id);
+  if (args.json) {
+    QJsonArray tags;
+    for (int tag_id : tag_ids) {
+      const vael::tag t = vael::get_tag(c->handle(), tag_id);
+      tags.append(QJsonObject{{"id", tag_id},
+                              {"name", json_text(t.get_name())},
+                              {"type", json_text(t.get_type_name())}});
+    }
+    QJsonArray metadata;
+    for (const vael::metadata_item_t& item : items) {
+      metadata.append(QJsonObject{
+          {"identifier", json_text(item.description.get_identifier())},
+          {"value", json_text(value_text(item.value, item.description.get_data_type()))}});
+    }
+    print_json(QJsonObject{{"id", id},
+                           {"master", m.is_master()},
+                           {"path", json_text(m.get_filepath(false))},
+                           {"volume", m.get_volume_id()},
+                           {"volume_path", json_text(m.get_filepath(true))},
+                           {"mime_type", json_text(m.get_mime_type())},
+                           {"date", json_text(date_text(m.get_date()))},
+                           {"change_id", m.get_change_id()},
+                           {"tags", tags},
+                           {"metadata", metadata}});
+    return 0;
+  }
+  std::cout << "media " << id << (m.is_master() ? " (master)" : " (rendition)") << "\n"
+            << "path: " << m.get_filepath(false) << "\n"
+            << "volume: " << m.get_volume_id() << ", path there " << m.get_filepath(true) << "\n"
+            << "mime type: " << m.get_mime_type() << "\n"
+            << "date: " << date_text(m.get_date()) << "\n"
+            << "change id: " << m.get_change_id() << "\n";
+  for (int tag_id : tag_ids) {
+    const vael::tag t = vael::get_tag(c->handle(), tag_id);
+    std::cout << "tag: " << tag_id << " '" << t.get_name() << "' (" << t.get_type_name() << ")\n";
+  }
+  for (const vael::metadata_item_t& item : items) {
+    std::cout << "metadata: " << item.description.get_identifier() << " = "
+              << value_text(item.value, item.description.get_data_type()) << "\n";
+  }
+  return 0;
+}
+
+int meta_get(const media_args& args) {
+  const auto c = open_catalog(args.catalog);
+  vael::require_media(c->handle(), args.media);
+  if (!vael::metadata_view_t(c->handle()).has_description(args.identifier)) {
+    throw std::runtime_error("the catalog has no metadata '" + args.identifier + "'");
+  }
+  QJsonArray values;
+  for (const vael::metadata_item_t& item :
+       vael_util::get_media_metadata(c->handle(), args.identifier, args.media)) {
+    const std::string text = value_text(item.value, item.description.get_data_type());
+    if (args.json) {
+      values.append(json_text(text));
+    } else {
+      print_row({text});
+    }
+  }
+  if (args.json) print_json(values);
+  return 0;
+}
+
+int meta_set(const media_args& args) {
+  const auto c = open_catalog(args.catalog);
+  vael::require_media(c->handle(), args.media);
+  const vael::metadata_view_t view(c->handle());
+  const metadata_data_type type = view.has_description(args.identifier)
+                                      ? view.get_description(args.identifier).get_data_type()
+                                      : type_for_new(args.identifier, args.type);
+  const dbl::entry_data value = parse_value(args.value, type);
+  write(*c, "media " + std::to_string(args.media) + ", metadata '" + args.identifier + "'", [&] {
+    vael_util::create_media(c->handle(), args.identifier, static_cast<int>(type), args.media,
+                            value);
+  });
+  return 0;
+}
+
 // Small photos with a capture date and a rating, in a folder per event, for demos and for
 // trying an import without a camera at hand.
-int sample_photos(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {"--count"});
-  expect_positionals(args, 1, 1);
-  const long long count =
-      args.options.count("--count") != 0 ? parse_integer(args.option("--count"), "--count") : 12;
-  if (count < 1 || count > 1000000) throw usage_error("--count must be from 1 to 1000000");
+int sample_photos(const std::string& root, long long count) {
   static const char* const events[] = {"2019 Summer in Rome", "2020 Winter", "2021 Garden"};
   const pt::ptime first = pt::time_from_string("2019-07-01 09:00:00");
   for (long long i = 0; i < count; ++i) {
-    const std::filesystem::path folder = std::filesystem::path(args.positionals[0]) / events[i % 3];
+    const std::filesystem::path folder = std::filesystem::path(root) / events[i % 3];
     std::filesystem::create_directories(folder);
     const std::string file = (folder / ("IMG_" + std::to_string(1000 + i) + ".jpg")).string();
     std::ofstream(file, std::ios::binary) << TinyJpeg() << std::flush;
@@ -127,163 +272,72 @@ int sample_photos(const std::vector<std::string>& words) {
     image->xmpData()["Xmp.xmp.Rating"] = std::to_string(i % 6);
     image->writeMetadata();
   }
-  std::cout << "wrote " << count << " photos under " << args.positionals[0] << "\n";
-  return 0;
-}
-
-int import_run(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {"--batch"});
-  expect_positionals(args, 2, 2);
-  import_options options;
-  if (args.options.count("--batch") != 0) {
-    options.batch_size = static_cast<std::size_t>(parse_id(args.option("--batch"), "--batch"));
-  }
-  const auto c = open_catalog(args.positionals[0]);
-  progress_display progress("importing");
-  options.progress = [&](long long done, long long total) { progress.update(done, total); };
-  const import_summary s = import_folder(c->handle(), args.positionals[1], options);
-  progress.finish();
-  for (const std::string& w : s.warnings) std::cerr << "warning: " << w << "\n";
-  std::cout << "imported: " << s.imported << "\nalready present: " << s.already_present
-            << "\nskipped (not media): " << s.skipped << "\nwarnings: " << s.warnings.size()
-            << "\ntime: " << std::fixed << std::setprecision(2) << s.seconds << " s\n";
-  if (s.imported == 0 && s.already_present > 0) {
-    std::cout << "nothing new: every media file is in the catalog already\n";
-  }
-  return 0;
-}
-
-int media_list(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {});
-  expect_positionals(args, 1, 1);
-  const auto c = open_catalog(args.positionals[0]);
-  const std::vector<int> ids =
-      dbl::query(c->get().database(), "SELECT id FROM media_table ORDER BY id").select_ints();
-  for (int id : ids) {
-    const vael::media m = vael::media::get_media(c->handle(), id);
-    std::cout << id << "\tvolume " << m.get_volume_id() << "\t" << m.get_mime_type() << "\t"
-              << m.get_filepath(true) << "\n";
-  }
-  return 0;
-}
-
-int media_show(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {});
-  expect_positionals(args, 2, 2);
-  const auto c = open_catalog(args.positionals[0]);
-  const int id = parse_id(args.positionals[1], "MEDIA");
-  require_media(*c, id);
-  const vael::media m = vael::media::get_media(c->handle(), id);
-  std::cout << "media " << id << (m.is_master() ? " (master)" : " (rendition)") << "\n"
-            << "path: " << m.get_filepath(false) << "\n"
-            << "volume: " << m.get_volume_id() << ", path there " << m.get_filepath(true) << "\n"
-            << "mime type: " << m.get_mime_type() << "\n"
-            << "date: " << date_text(m.get_date()) << "\n"
-            << "change id: " << m.get_change_id() << "\n";
-  for (int tag_id : vael::get_all_tags_on_media(c->handle(), id)) {
-    const vael::tag t = vael::get_tag(c->handle(), tag_id);
-    std::cout << "tag: " << tag_id << " '" << t.get_name() << "' (" << t.get_type_name() << ")\n";
-  }
-  for (const vael::metadata_item_t& item :
-       vael::metadata_view_t(c->handle()).get_all_on_media(id)) {
-    std::cout << "metadata: " << item.description.get_identifier() << " = "
-              << value_text(item.value, item.description.get_data_type()) << "\n";
-  }
-  return 0;
-}
-
-int meta_get(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {});
-  expect_positionals(args, 3, 3);
-  const auto c = open_catalog(args.positionals[0]);
-  const int id = parse_id(args.positionals[1], "MEDIA");
-  const std::string& identifier = args.positionals[2];
-  require_media(*c, id);
-  if (!vael::metadata_view_t(c->handle()).has_description(identifier)) {
-    throw std::runtime_error("the catalog has no metadata '" + identifier + "'");
-  }
-  for (const vael::metadata_item_t& item :
-       vael_util::get_media_metadata(c->handle(), identifier, id)) {
-    std::cout << value_text(item.value, item.description.get_data_type()) << "\n";
-  }
-  return 0;
-}
-
-int meta_set(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {"--type"});
-  expect_positionals(args, 4, 4);
-  const auto c = open_catalog(args.positionals[0]);
-  const int id = parse_id(args.positionals[1], "MEDIA");
-  const std::string& identifier = args.positionals[2];
-  require_media(*c, id);
-  const vael::metadata_view_t view(c->handle());
-  const metadata_data_type type = view.has_description(identifier)
-                                      ? view.get_description(identifier).get_data_type()
-                                      : type_for_new(identifier, args);
-  const dbl::entry_data value = parse_value(args.positionals[3], type);
-  write(*c, "media " + std::to_string(id) + ", metadata '" + identifier + "'", [&] {
-    vael_util::create_media(c->handle(), identifier, static_cast<int>(type), id, value);
-  });
+  std::cout << "wrote " << count << " photos under " << root << "\n";
   return 0;
 }
 
 }  // namespace
 
-command import_command() {
-  command c;
-  c.name = "import";
-  c.synopsis = "CATALOG FOLDER [--batch N]";
-  c.summary = "Brings the photos, videos and sounds under FOLDER into the catalog.";
-  c.details =
+void add_media_commands(CLI::App& app) {
+  auto imported = std::make_shared<import_args>();
+  CLI::App* import = add_command(
+      app, "import",
+      "Brings the photos, videos and sounds under FOLDER into the catalog.\n"
       "Files already in the catalog are left alone, so importing a folder again adds only what\n"
-      "is new. Each batch of N files (default 250) is written in one transaction.";
-  c.run = import_run;
-  return c;
-}
+      "is new. Each batch of N files is written in one transaction.",
+      [imported] { return import_run(*imported); });
+  import->add_option("CATALOG", imported->catalog, "Catalog file.")->required();
+  import->add_option("FOLDER", imported->folder, "Folder to import.")->required();
+  import->add_option("--batch", imported->batch, "Files per transaction.")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 1000000));
+  add_json_flag(import, imported->json);
 
-command sample_photos_command() {
-  command c;
-  c.name = "sample-photos";
-  c.synopsis = "FOLDER [--count N]";
-  c.summary = "Writes N small photos (default 12) with capture dates and ratings, for demos.";
-  c.run = sample_photos;
-  return c;
-}
+  auto samples = std::make_shared<std::pair<std::string, long long>>("", 12);
+  CLI::App* sample = add_command(
+      app, "sample-photos", "Writes N small photos with capture dates and ratings, for demos.",
+      [samples] { return sample_photos(samples->first, samples->second); });
+  sample->add_option("FOLDER", samples->first, "Folder to write into.")->required();
+  sample->add_option("--count", samples->second, "How many photos.")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 1000000));
 
-command media_command() {
-  command c;
-  c.name = "media";
-  c.summary = "Lists the catalog's media or shows one.";
-  c.children = {
-      {"list", "CATALOG", "Lists every media: id, volume, MIME type, path.", "", media_list, {}},
-      {"show",
-       "CATALOG MEDIA",
-       "Shows a media: path, volume, dates, tags, metadata.",
-       "",
-       media_show,
-       {}}};
-  return c;
-}
+  const auto declare = [](CLI::App* command, media_args& args) {
+    command->add_option("CATALOG", args.catalog, "Catalog file.")->required();
+    command->add_option("MEDIA", args.media, "Media id.")->required();
+  };
+  CLI::App* media = add_family(app, "media", "Lists the catalog's media or shows one.");
+  auto listed = std::make_shared<media_args>();
+  CLI::App* list = add_command(*media, "list", "Lists every media: id, volume, MIME type, path.",
+                               [listed] { return media_list(*listed); });
+  list->add_option("CATALOG", listed->catalog, "Catalog file.")->required();
+  add_json_flag(list, listed->json);
+  auto shown = std::make_shared<media_args>();
+  CLI::App* show =
+      add_command(*media, "show", "Shows a media: path, volume, dates, tags, metadata.",
+                  [shown] { return media_show(*shown); });
+  declare(show, *shown);
+  add_json_flag(show, shown->json);
 
-command meta_command() {
-  command c;
-  c.name = "meta";
-  c.summary = "Reads or writes a metadata value of a media.";
-  c.children = {
-      {"get",
-       "CATALOG MEDIA IDENTIFIER",
-       "Prints each value of the metadata on the media.",
-       "",
-       meta_get,
-       {}},
-      {"set",
-       "CATALOG MEDIA IDENTIFIER VALUE [--type TYPE]",
-       "Sets the value; a single-valued metadata is overwritten.",
-       "A new identifier gets the type the catalog's vocabulary gives it, else TYPE (string,\n"
-       "integer, decimal, date_time), else string. Dates read as 2014-01-15T10:30:00.",
-       meta_set,
-       {}}};
-  return c;
+  CLI::App* meta = add_family(app, "meta", "Reads or writes a metadata value of a media.");
+  auto got = std::make_shared<media_args>();
+  CLI::App* get = add_command(*meta, "get", "Prints each value of the metadata on the media.",
+                              [got] { return meta_get(*got); });
+  declare(get, *got);
+  get->add_option("IDENTIFIER", got->identifier, "Metadata identifier.")->required();
+  add_json_flag(get, got->json);
+  auto set_to = std::make_shared<media_args>();
+  CLI::App* set = add_command(
+      *meta, "set",
+      "Sets the value; a single-valued metadata is overwritten.\n"
+      "A new identifier gets the type the catalog's vocabulary gives it, else TYPE (string,\n"
+      "integer, decimal, date_time), else string. Dates read as 2014-01-15T10:30:00.",
+      [set_to] { return meta_set(*set_to); });
+  declare(set, *set_to);
+  set->add_option("IDENTIFIER", set_to->identifier, "Metadata identifier.")->required();
+  set->add_option("VALUE", set_to->value, "New value.")->required();
+  set->add_option("--type", set_to->type, "Type of a new identifier.")
+      ->check(CLI::IsMember({"string", "integer", "decimal", "date_time"}));
 }
 
 }  // namespace vantor_cli

@@ -10,13 +10,15 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
-#include <set>
+#include <map>
+#include <memory>
 #include <utility>
 
 #include "environment/file_replacement.h"
 #include "environment/uuid.h"
 #include "platform/album_store.h"
 #include "tools/vantor/commands.h"
+#include "tools/vantor/output.h"
 #include "vantor/vantor.h"
 
 namespace vantor_cli {
@@ -71,10 +73,13 @@ std::string text_of(const QJsonValue& value) {
   return value.toString().toStdString();
 }
 
-int online_show(const std::vector<std::string>& words) {
-  expect_positionals(parse_args(words, {}), 0, 0);
+int online_show(bool json) {
   const std::string path = state_path();
   const QJsonObject state = read_state(path, true);
+  if (json) {
+    print_json(QJsonObject{{"state", json_text(path)}, {"contents", state}});
+    return 0;
+  }
   std::cout << "state: " << path << "\n";
   for (const char* name : {"ticket", "server_time", "list_tags_status", "quota", "storage_used"}) {
     if (state.contains(QLatin1String(name))) {
@@ -92,18 +97,14 @@ int online_show(const std::vector<std::string>& words) {
   return 0;
 }
 
-int online_add_album(const std::vector<std::string>& words) {
-  std::set<std::string> options;
-  for (const auto& field : kAlbumFields) options.insert(field.first);
-  const parsed_args args = parse_args(words, options);
-  expect_positionals(args, 0, 0);
+// Album fields by option name; the title is required, the online id a new UUID by default.
+int online_add_album(const std::map<std::string, std::string>& fields) {
   QJsonObject album;
-  album.insert(QStringLiteral("title"), QString::fromStdString(args.required("--title")));
-  album.insert(QStringLiteral("online_id"),
-               QString::fromStdString(args.option("--online-id", vantor_env::NewUuid())));
+  album.insert(QStringLiteral("online_id"), QString::fromStdString(vantor_env::NewUuid()));
   for (const auto& [option, name] : kAlbumFields) {
-    if (args.options.count(option) != 0) {
-      album.insert(QLatin1String(name), QString::fromStdString(args.options.at(option)));
+    const auto given = fields.find(option);
+    if (given != fields.end()) {
+      album.insert(QLatin1String(name), QString::fromStdString(given->second));
     }
   }
   const std::string path = state_path();
@@ -116,28 +117,16 @@ int online_add_album(const std::vector<std::string>& words) {
   return 0;
 }
 
-int online_set_quota(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {"--used"});
-  expect_positionals(args, 1, 1);
+int online_set_quota(long long quota, const CLI::Option* used_given, long long used) {
   const std::string path = state_path();
   QJsonObject state = read_state(path, false);
-  state.insert(QStringLiteral("quota"), parse_integer(args.positionals[0], "QUOTA"));
-  if (args.options.count("--used") != 0) {
-    state.insert(QStringLiteral("storage_used"),
-                 parse_integer(args.options.at("--used"), "--used"));
-  }
+  state.insert(QStringLiteral("quota"), quota);
+  if (used_given->count() != 0) state.insert(QStringLiteral("storage_used"), used);
   write_state(path, state);
   return 0;
 }
 
-int online_set(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {});
-  expect_positionals(args, 2, 2);
-  const std::string& field = args.positionals[0];
-  const std::string& value = args.positionals[1];
-  if (field != "ticket" && field != "server_time" && field != "list_tags_status") {
-    throw usage_error("FIELD must be ticket, server_time or list_tags_status");
-  }
+int online_set(const std::string& field, const std::string& value) {
   if (field == "list_tags_status" && !value.empty() && value.size() != 4) {
     throw usage_error("list_tags_status must be a four-letter code such as esex");
   }
@@ -152,8 +141,7 @@ int online_set(const std::vector<std::string>& words) {
   return 0;
 }
 
-int server_time(const std::vector<std::string>& words) {
-  expect_positionals(parse_args(words, {}), 0, 0);
+int server_time() {
   std::string time;
   if (!VTL::GetCurrentServerTimeFromKSV(time)) {
     throw std::runtime_error("the membership client gave no server time");
@@ -162,63 +150,90 @@ int server_time(const std::vector<std::string>& words) {
   return 0;
 }
 
-int sync_albums(const std::vector<std::string>& words) {
-  expect_positionals(parse_args(words, {}), 0, 0);
+int sync_albums(bool json) {
   const std::string path = sync_util::album_store_path();
-  if (!std::filesystem::exists(path)) return 0;
-  for (const sync_util::album_record& record : sync_util::album_store(path, false).all()) {
-    std::cout << record.tag_id << "\t" << record.online_id << "\t" << record.change_id << "\t"
-              << (record.dirty ? "dirty" : "clean") << "\t" << record.first << "\t" << record.second
-              << "\n";
+  QJsonArray links;
+  if (std::filesystem::exists(path)) {
+    for (const sync_util::album_record& record : sync_util::album_store(path, false).all()) {
+      if (json) {
+        links.append(QJsonObject{{"tag_id", record.tag_id},
+                                 {"online_id", json_text(record.online_id)},
+                                 {"change_id", static_cast<qint64>(record.change_id)},
+                                 {"dirty", record.dirty},
+                                 {"first", json_text(record.first)},
+                                 {"second", json_text(record.second)}});
+      } else {
+        print_row({std::to_string(record.tag_id), record.online_id,
+                   std::to_string(record.change_id), record.dirty ? "dirty" : "clean", record.first,
+                   record.second});
+      }
+    }
   }
+  if (json) print_json(links);
   return 0;
 }
 
 }  // namespace
 
-command online_command() {
-  command show{"show", "", "Prints the local membership client's state.", "", online_show, {}};
-  command add{"add-album",
-              "--title T [--parents P] [--online-id ID] [--type T] [--access A] [--privacy P] "
-              "[--template-id ID] [--permissions P]",
-              "Adds an online album and prints its online id (a new UUID unless given).",
-              "--type 'album group' makes a group; --access r a shared flat album; --privacy "
-              "public a public one.",
-              online_add_album,
-              {}};
-  command quota{"set-quota", "QUOTA [--used BYTES]", "Sets the quota and storage used, in bytes.",
-                "",          online_set_quota,       {}};
-  command set{"set",
-              "FIELD VALUE",
-              "Sets ticket, server_time or list_tags_status; an empty VALUE removes it.",
-              "list_tags_status is a four-letter status that the client's album list gives,\n"
-              "such as icrd (invalid credentials) or esex (expired session).",
-              online_set,
-              {}};
-  return {"online",
-          "",
-          "Edits the state file of the local membership client.",
-          "The file is $VANTOR_KSV_LOCAL_STATE, else $XDG_DATA_HOME/norvane/ksv_local.json.",
-          nullptr,
-          {show, add, quota, set}};
-}
+void add_online_commands(CLI::App& app) {
+  CLI::App* online = add_family(
+      app, "online",
+      "Edits the state file of the local membership client.\n"
+      "The file is $VANTOR_KSV_LOCAL_STATE, else $XDG_DATA_HOME/norvane/ksv_local.json.");
+  auto show_json = std::make_shared<bool>(false);
+  add_json_flag(add_command(*online, "show", "Prints the local membership client's state.",
+                            [show_json] { return online_show(*show_json); }),
+                *show_json);
 
-command server_time_command() {
-  return {"server-time",
-          "",
-          "Prints the server's clock as the membership client gives it.",
-          "The client is $VANTOR_KSV_LIBRARY, else the installed libvantor-ksv.so.",
-          server_time,
-          {}};
-}
+  auto fields = std::make_shared<std::map<std::string, std::string>>();
+  CLI::App* add = add_command(
+      *online, "add-album",
+      "Adds an online album and prints its online id (a new UUID unless given).\n"
+      "--type 'album group' makes a group; --access r a shared flat album; --privacy public a "
+      "public one.",
+      [fields] { return online_add_album(*fields); });
+  for (const auto& field : kAlbumFields) {
+    const std::string option = field.first;
+    CLI::Option* declared = add->add_option_function<std::string>(
+        option, [fields, option](const std::string& value) { (*fields)[option] = value; },
+        std::string("The album's ") + field.second + ".");
+    if (option == "--title") declared->required();
+  }
 
-command sync_albums_command() {
-  return {"sync-albums",
-          "",
-          "Lists the sync agent's album links: tag id, online id, change id, state, texts.",
-          "",
-          sync_albums,
-          {}};
+  struct quota_args {
+    long long quota = 0;
+    long long used = 0;
+    CLI::Option* used_given = nullptr;
+  };
+  auto quota = std::make_shared<quota_args>();
+  CLI::App* set_quota = add_command(
+      *online, "set-quota", "Sets the quota and storage used, in bytes.",
+      [quota] { return online_set_quota(quota->quota, quota->used_given, quota->used); });
+  set_quota->add_option("QUOTA", quota->quota, "Quota in bytes.")->required();
+  quota->used_given = set_quota->add_option("--used", quota->used, "Storage used in bytes.");
+
+  auto set_args = std::make_shared<std::pair<std::string, std::string>>();
+  CLI::App* set =
+      add_command(*online, "set",
+                  "Sets ticket, server_time or list_tags_status; an empty VALUE removes it.\n"
+                  "list_tags_status is a four-letter status that the client's album list gives,\n"
+                  "such as icrd (invalid credentials) or esex (expired session).",
+                  [set_args] { return online_set(set_args->first, set_args->second); });
+  set->add_option("FIELD", set_args->first, "The field.")
+      ->required()
+      ->check(CLI::IsMember({"ticket", "server_time", "list_tags_status"}));
+  set->add_option("VALUE", set_args->second, "The value; empty to remove.")->required();
+
+  add_command(app, "server-time",
+              "Prints the server's clock as the membership client gives it.\n"
+              "The client is $VANTOR_KSV_LIBRARY, else the installed libvantor-ksv.so.",
+              server_time);
+  auto albums_json = std::make_shared<bool>(false);
+  add_json_flag(add_command(app, "sync-albums",
+                            "Lists the sync agent's album links: tag id, online id, change id, "
+                            "state, texts.",
+                            [albums_json] { return sync_albums(*albums_json); }),
+                *albums_json);
 }
 
 }  // namespace vantor_cli

@@ -3,7 +3,7 @@
 #include <boost/lexical_cast.hpp>
 #include <limits>
 
-#include "tools/vantor/command.h"
+#include "tools/vantor/cli.h"
 
 namespace vantor_cli {
 namespace {

@@ -4,17 +4,21 @@
 
 #include <algorithm>
 
+#include "tools/vantor/cli.h"
+
 namespace vantor_cli {
 
 progress_display::progress_display(std::string label)
-    : label_(std::move(label)), terminal_(::isatty(STDERR_FILENO) == 1) {}
+    : label_(std::move(label)),
+      wanted_(progress_wanted()),
+      terminal_(::isatty(STDERR_FILENO) == 1) {}
 
 progress_display::~progress_display() {
   finish();
 }
 
 void progress_display::update(long long current, long long maximum) {
-  if (finished_ || maximum <= 0) return;
+  if (!wanted_ || finished_ || maximum <= 0) return;
   const long long clamped = std::clamp(current, 0LL, maximum);
   if (terminal_) {
     const int per_mille = static_cast<int>(clamped * 1000 / maximum);

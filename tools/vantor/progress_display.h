@@ -6,7 +6,8 @@
 namespace vantor_cli {
 
 // Shows how far a long job has come on standard error: a bar redrawn in place on a terminal,
-// otherwise a plain line at each tenth, so that logs stay readable.
+// otherwise (with --progress) a plain line at each tenth, so that logs stay readable. Nothing
+// at all unless progress_wanted().
 class progress_display {
  public:
   explicit progress_display(std::string label);
@@ -20,6 +21,7 @@ class progress_display {
 
  private:
   std::string label_;
+  bool wanted_;
   bool terminal_;
   int shown_ = -1;  // per mille on a terminal, tenths otherwise
   bool finished_ = false;

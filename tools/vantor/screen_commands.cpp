@@ -2,6 +2,7 @@
 #include <QString>
 #include <QXmlStreamReader>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -42,19 +43,23 @@ void print_tree(const std::string& xml, const char* heading, Describe describe) 
   }
 }
 
-int screen(const std::vector<std::string>& words) {
-  const parsed_args args = parse_args(words, {}, {"--mark-all", "--tree"});
-  expect_positionals(args, 1, 1);
+struct screen_args {
+  std::string folder;
+  bool mark_all = false;
+  bool tree = false;
+};
+
+int screen(const screen_args& args) {
   std::string local;
   std::string online;
   const VTL::error_code code =
-      VTL::GetXMLForSyncPrefs(args.positionals[0], local, online, {}, args.has("--mark-all"));
+      VTL::GetXMLForSyncPrefs(args.folder, local, online, {}, args.mark_all);
   if (code != VTL::success) {
     std::cerr << "vantor: " << code_name(code) << " (" << static_cast<int>(code) << ")\n";
     return 2;
   }
   std::cout << local << "\n" << online << "\n";
-  if (!args.has("--tree")) return 0;
+  if (!args.tree) return 0;
   print_tree(local, "local albums", [](const QXmlStreamReader& r) {
     std::string details = attribute(r, "type") + ", id " + attribute(r, "localid");
     if (const std::string id = attribute(r, "onlineid"); !id.empty()) details += ", online " + id;
@@ -72,16 +77,19 @@ int screen(const std::vector<std::string>& words) {
 
 }  // namespace
 
-command screen_command() {
-  return {"screen",
-          "CATALOG_FOLDER [--mark-all] [--tree]",
-          "Prints the preference screen's texts: the local albums, then the online albums.",
-          "CATALOG_FOLDER must be the sync catalog (or none be set yet), a user signed in and\n"
-          "the membership client reachable. --mark-all shows albums never marked as marked;\n"
-          "--tree adds both trees as indented lines with their marks and ids.\n"
-          "A failure prints the library's result, e.g. change_catalog_required (7).",
-          screen,
-          {}};
+void add_screen_command(CLI::App& app) {
+  auto args = std::make_shared<screen_args>();
+  CLI::App* command = add_command(
+      app, "screen",
+      "Prints the preference screen's texts: the local albums, then the online albums.\n"
+      "CATALOG_FOLDER must be the sync catalog (or none be set yet), a user signed in and\n"
+      "the membership client reachable. A failure prints the library's result, e.g.\n"
+      "change_catalog_required (7).",
+      [args] { return screen(*args); });
+  command->add_option("CATALOG_FOLDER", args->folder, "The catalog's folder.")->required();
+  command->add_flag("--mark-all", args->mark_all, "Shows albums never marked as marked.");
+  command->add_flag("--tree", args->tree,
+                    "Adds both trees as indented lines with their marks and ids.");
 }
 
 }  // namespace vantor_cli
