@@ -2,10 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "catalog/schema/schema_v7.h"
@@ -37,15 +36,12 @@ std::string signature(const dbl::table_description& d) {
   return s;
 }
 
-std::map<std::string, std::string> signatures(const schema_generation& g) {
-  std::map<std::string, std::string> out;
-  for (const dbl::table_description& d : g.tables) out[d.name()] = signature(d);
-  return out;
-}
-
-std::vector<std::string> names(const schema_generation& g) {
+// The signatures of `g` in table order, leaving out the tables named in `skip`.
+std::vector<std::string> signatures(const schema_generation& g, std::set<std::string> skip) {
   std::vector<std::string> out;
-  for (const dbl::table_description& d : g.tables) out.push_back(d.name());
+  for (const dbl::table_description& d : g.tables) {
+    if (skip.count(d.name()) == 0) out.push_back(signature(d));
+  }
   return out;
 }
 
@@ -53,30 +49,15 @@ TEST(CatalogSchemaDescriptions, FrozenVersionsDifferOnlyWhereTheUpgradesSayTheyD
   const schema_generation v9 = vael::schema::current_generation();
   const schema_generation v8 = vael::schema::v8::generation();
   const schema_generation v7 = vael::schema::v7::generation();
-  EXPECT_EQ(v9.version, 9);
-  EXPECT_EQ(v8.version, 8);
+  EXPECT_EQ(std::make_pair(v9.version, v8.version), std::make_pair(9, 8));
   EXPECT_EQ(v7.version, 7);
   ASSERT_EQ(v9.tables.size(), 21u);
   EXPECT_EQ(v9.tables.front().name(), "version_table");
-
-  // Version 8 is version 9 without the timestamp table, in the same order.
-  std::vector<std::string> expected_v8 = names(v9);
-  expected_v8.erase(expected_v8.begin() + 2);
-  EXPECT_EQ(names(v8), expected_v8);
-  const auto s9 = signatures(v9);
-  for (const auto& [name, sig] : signatures(v8)) EXPECT_EQ(sig, s9.at(name)) << name;
-
-  std::vector<std::string> expected_v7 = expected_v8;
-  for (const char* gone : {"rendition_description_table", "rendition_to_master_table"}) {
-    expected_v7.erase(std::find(expected_v7.begin(), expected_v7.end(), gone));
-  }
-  EXPECT_EQ(names(v7), expected_v7);
-  const std::set<std::string> changed = {"media_table", "tag_table"};
-  for (const auto& [name, sig] : signatures(v7)) {
-    if (changed.count(name) == 0) {
-      EXPECT_EQ(sig, s9.at(name)) << name;
-    }
-  }
+  EXPECT_EQ(signatures(v8, {}), signatures(v9, {"db_change_timestamp_table"}));
+  EXPECT_EQ(v7.tables.size(), 18u);
+  EXPECT_EQ(signatures(v7, {"media_table", "tag_table"}),
+            signatures(v9, {"db_change_timestamp_table", "rendition_description_table",
+                            "rendition_to_master_table", "media_table", "tag_table"}));
 
   // The two changed tables: version 9 minus the new columns and their indexes.
   dbl::table_description media7 = vael::schema::v7::media_table_description();

@@ -29,20 +29,6 @@ inline std::set<master_entry> master_entries(dbl::database& db) {
   return out;
 }
 
-// The entries found in only one of the two sets, one line each, for a readable failure.
-inline std::string difference(const std::set<master_entry>& a, const std::set<master_entry>& b) {
-  std::string out;
-  for (const auto* side : {&a, &b}) {
-    const auto* other = side == &a ? &b : &a;
-    for (const master_entry& e : *side) {
-      if (other->count(e) != 0) continue;
-      out += (side == &a ? "only in the first: " : "only in the second: ") + std::get<1>(e) + " " +
-             std::get<3>(e) + "\n";
-    }
-  }
-  return out;
-}
-
 // A value for `column` in row `n` of a fixture: ids and references are n, so that every
 // reference finds its row, and every other value differs between rows and columns.
 inline dbl::entry_data fixture_value(const dbl::column_description& column, int n, int position) {
