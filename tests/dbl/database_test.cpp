@@ -4,12 +4,7 @@
 
 #include <algorithm>
 
-#include "dbl/exceptions.h"
-#include "dbl/query.h"
-#include "dbl/record.h"
-#include "dbl/sqlite/sqlite_database.h"
 #include "dbl/temporary_table.h"
-#include "dbl/transaction.h"
 #include "tests/dbl/dbl_test_util.h"
 
 namespace dbl {
@@ -34,7 +29,7 @@ TEST_F(DatabaseTest, TransactionsDoNotNestAndRollBackOnScopeExit) {
     EXPECT_TRUE(db_.in_transaction());
   }
   EXPECT_FALSE(db_.in_transaction());
-  EXPECT_EQ(query(db_, "SELECT COUNT(*) FROM tag_table").select_ints().at(0), 0);
+  EXPECT_EQ(count(), 0);
 
   transaction no_undo(db_);
   no_undo.begin(merge_policy, true);
@@ -42,20 +37,17 @@ TEST_F(DatabaseTest, TransactionsDoNotNestAndRollBackOnScopeExit) {
   EXPECT_EQ(message_of<std::logic_error>([&] { no_undo.end_with_undo(); }),
             "Cannot create an undo_object with a null implementer.");
   sqlite_database other(file_);
-  EXPECT_EQ(query(other, "SELECT COUNT(*) FROM tag_table").select_ints().at(0), 1);
+  EXPECT_EQ(dbl_test::scalar(other, "SELECT COUNT(*) FROM tag_table"), 1);
 }
 
 TEST_F(DatabaseTest, AutoIdsAreReadOncePerTransactionAndGivenBackByRollback) {
   EXPECT_EQ(stored_counter(db_), 0);
-  {
-    transaction t(db_);
-    t.begin();
+  write([&] {
     EXPECT_EQ(save_tag("a").id(), 1);
     // The counter is held by the connection until the end: the row is not read again.
     query(db_, "UPDATE _dbl_auto_id_table SET last_assigned_id = 100").execute();
     EXPECT_EQ(save_tag("b").id(), 2);
-    t.end();
-  }
+  });
   EXPECT_EQ(stored_counter(db_), 2);
   {
     transaction t(db_);
@@ -63,10 +55,7 @@ TEST_F(DatabaseTest, AutoIdsAreReadOncePerTransactionAndGivenBackByRollback) {
     EXPECT_EQ(save_tag("c").id(), 3);
     t.rollback();
   }
-  transaction t(db_);
-  t.begin();
-  EXPECT_EQ(save_tag("c").id(), 3);
-  t.end();
+  write([&] { EXPECT_EQ(save_tag("c").id(), 3); });
 
   // A second connection that registers the table finds the counter where it was.
   sqlite_database other(file_);
@@ -74,8 +63,8 @@ TEST_F(DatabaseTest, AutoIdsAreReadOncePerTransactionAndGivenBackByRollback) {
   transaction o(other);
   o.begin(merge_policy, true, true);
   record r(other, tags_);
-  r["name"] = entry_data("d");
-  r["flag"] = entry_data(0);
+  r["name"] = "d";
+  r["flag"] = 0;
   r.save();
   o.end();
   EXPECT_EQ(r.id(), 4);
@@ -83,7 +72,6 @@ TEST_F(DatabaseTest, AutoIdsAreReadOncePerTransactionAndGivenBackByRollback) {
 
 TEST_F(DatabaseTest, ClosedHandlesAndTables) {
   EXPECT_TRUE(db_.table_exists("tag_table"));
-  EXPECT_TRUE(db_.table_exists("_dbl_auto_id_table"));
   EXPECT_FALSE(db_.table_exists("nope"));
   EXPECT_EQ(db_.unique_table_name("_dbl_temp"), "_dbl_temp1");
   EXPECT_EQ(db_.unique_table_name("_dbl_temp"), "_dbl_temp2");

@@ -2,15 +2,18 @@
 
 #include <gtest/gtest.h>
 
+#include <boost/date_time/posix_time/posix_time.hpp>
 #include <functional>
 #include <ostream>
 #include <string>
 #include <vector>
 
+#include "dbl/exceptions.h"
 #include "dbl/query.h"
 #include "dbl/record.h"
 #include "dbl/sqlite/sqlite_database.h"
 #include "dbl/table_description.h"
+#include "dbl/transaction.h"
 #include "tests/support/sandbox.h"
 
 namespace dbl {
@@ -45,6 +48,12 @@ std::string message_of(const std::function<void()>& fn) {
   return "<no exception>";
 }
 
+// A nullable column outside the key and every index.
+inline dbl::column_description plain_column(const std::string& name, const std::type_info& type,
+                                            std::uint64_t width = 0) {
+  return {name, type, width, dbl::no_constraint, dbl::not_in_primary_key, dbl::not_indexed};
+}
+
 // A tag-like table: auto id, a name, a parent in the same table, a flag with a default, a
 // blob and a timestamp, with one named index.
 inline dbl::table_description tag_table() {
@@ -57,10 +66,8 @@ inline dbl::table_description tag_table() {
       not_in_primary_key, indexed));
   t.add_column(
       column_description("flag", typeid(int), 0, entry_data(0), not_in_primary_key, not_indexed));
-  t.add_column(
-      column_description("data", typeid(blob), 0, no_constraint, not_in_primary_key, not_indexed));
-  t.add_column(column_description("when_done", typeid(boost::posix_time::ptime), 0, no_constraint,
-                                  not_in_primary_key, not_indexed));
+  t.add_column(plain_column("data", typeid(blob)));
+  t.add_column(plain_column("when_done", typeid(boost::posix_time::ptime)));
   t.add_clustered_index("tag_name_parent", {"name", "parent_id"});
   return t;
 }
@@ -74,9 +81,23 @@ inline rows all_rows(const dbl::database& db, const dbl::table_description& tabl
   return rows(q.begin(), q.end());
 }
 
+// The first column of the first row of `sql`.
+inline int scalar(const dbl::database& db, const std::string& sql) {
+  return dbl::query(db, sql).select_ints().at(0);
+}
+
+// The first column of every row of `sql`, as text.
+inline std::vector<std::string> texts(const dbl::database& db, const std::string& sql) {
+  dbl::query q(db, sql);
+  q.add_column("text", typeid(std::string));
+  std::vector<std::string> out;
+  for (const dbl::entry_data_vector& row : q) out.push_back(row[0].as_string());
+  return out;
+}
+
 // The auto id counter as stored in the database.
 inline int stored_counter(const dbl::database& db) {
-  return dbl::query(db, "SELECT last_assigned_id FROM _dbl_auto_id_table").select_ints().at(0);
+  return scalar(db, "SELECT last_assigned_id FROM _dbl_auto_id_table");
 }
 
 // A sandboxed database file ("d.db") holding tag_table.
@@ -87,12 +108,20 @@ class tag_db_test : public ::testing::Test {
   // Saves a new tag; REQUIRES an open transaction.
   dbl::record save_tag(const std::string& name, dbl::entry_data parent = dbl::entry_data()) {
     dbl::record r(db_, tags_);
-    r["name"] = dbl::entry_data(name);
+    r["name"] = name;
     r["parent_id"] = std::move(parent);
-    r["flag"] = dbl::entry_data(0);
+    r["flag"] = 0;
     r.save();
     return r;
   }
+  // Runs `step` in one committed transaction without undo.
+  void write(const std::function<void()>& step) {
+    dbl::transaction t(db_);
+    t.begin(dbl::merge_policy, true);
+    step();
+    t.end();
+  }
+  int count() const { return scalar(db_, "SELECT COUNT(*) FROM tag_table"); }
 
   vantor_test::sandbox box_;
   const std::string file_ = box_.path("d.db");

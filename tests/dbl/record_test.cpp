@@ -4,9 +4,6 @@
 
 #include <sstream>
 
-#include "dbl/exceptions.h"
-#include "dbl/query.h"
-#include "dbl/transaction.h"
 #include "diagnostics/timer.h"
 #include "tests/dbl/dbl_test_util.h"
 
@@ -19,29 +16,24 @@ class RecordTest : public dbl_test::tag_db_test {
  protected:
   // Saves a new tag in its own transaction and returns its id.
   int add_tag(const std::string& name, entry_data parent = entry_data()) {
-    transaction t(db_);
-    t.begin();
-    const int id = save_tag(name, std::move(parent)).id();
-    t.end();
+    int id = 0;
+    write([&] { id = save_tag(name, parent).id(); });
     return id;
   }
-  int count() { return query(db_, "SELECT COUNT(*) FROM tag_table").select_ints().at(0); }
 };
 
 TEST_F(RecordTest, InsertThenUpdateThenReload) {
-  transaction t(db_);
-  t.begin();
-  record r = save_tag("first");
-  EXPECT_EQ(r.id(), 1);
-  EXPECT_TRUE(r.in_database());
-  r["name"] = entry_data("renamed");
-  r.save();
-  t.end();
+  write([&] {
+    record r = save_tag("first");
+    EXPECT_EQ(r.id(), 1);
+    EXPECT_TRUE(r.in_database());
+    r["name"] = "renamed";
+    r.save();
+  });
   EXPECT_EQ(count(), 1);
   const record loaded(db_, tags_, 1);
-  EXPECT_EQ(loaded.get("name"), entry_data("renamed"));
-  EXPECT_EQ(loaded.get("id"), entry_data(1));
-  EXPECT_TRUE(loaded.get("parent_id").is_null());
+  EXPECT_EQ(loaded.values(),
+            (entry_data_vector{1, "renamed", entry_data(), 0, entry_data(), entry_data()}));
 
   EXPECT_EQ(message_of<std::logic_error>([&] { record(db_, tags_, 99); }),
             "There were no results for the query:\nSELECT * FROM tag_table WHERE id = :auto_id "
@@ -68,27 +60,23 @@ TEST_F(RecordTest, SaveNeedsATransactionAndWritesOnlyChanges) {
   transaction t(db_);
   t.begin(strict_policy);
   r.save();
-  r["name"] = entry_data("b");
+  r["name"] = "b";
   EXPECT_THROW(r.save(), record_changed_error);
   EXPECT_EQ(r.original_values()[1], entry_data("a"));
   t.rollback();
 
   // Under merge only the columns this save changed are written; the other writer's name
   // stays.
-  r["name"] = entry_data("a");
-  r["flag"] = entry_data(5);
-  transaction merge(db_);
-  merge.begin(merge_policy);
-  r.save();
-  merge.end();
-  const record now(db_, tags_, id);
-  EXPECT_EQ(now.get("name"), entry_data("x"));
-  EXPECT_EQ(now.get("flag"), entry_data(5));
+  r["name"] = "a";
+  r["flag"] = 5;
+  write([&] { r.save(); });
+  EXPECT_EQ(record(db_, tags_, id).values(),
+            (entry_data_vector{id, "x", entry_data(), 5, entry_data(), entry_data()}));
 
   query(other, "DELETE FROM tag_table").execute();
   transaction gone(db_);
   gone.begin(merge_policy);
-  r["name"] = entry_data("c");
+  r["name"] = "c";
   EXPECT_EQ(message_of<record_changed_error>([&] { r.save(); }),
             "The record has changed or been deleted from the database since it was created, "
             "and could not be saved.");
@@ -96,9 +84,9 @@ TEST_F(RecordTest, SaveNeedsATransactionAndWritesOnlyChanges) {
 
 TEST_F(RecordTest, RemoveChecksReferencesOrCascades) {
   const int root = add_tag("root");
-  const int child = add_tag("child", entry_data(root));
-  add_tag("grandchild", entry_data(child));
-  add_tag("other");
+  const int child = add_tag("child", root);
+  add_tag("grandchild", child);
+  const int other = add_tag("other");
 
   transaction t(db_);
   t.begin();
@@ -110,11 +98,8 @@ TEST_F(RecordTest, RemoveChecksReferencesOrCascades) {
   EXPECT_EQ(count(), 4);
   r.remove(record::cascade_references);
   t.end();
-  EXPECT_EQ(query(db_, "SELECT name FROM tag_table")
-                .add_column("name", typeid(std::string))
-                .first_row()[0],
-            entry_data("other"));
   EXPECT_EQ(count(), 1);
+  EXPECT_EQ(record(db_, tags_, other).get("name"), entry_data("other"));
 
   // A stale record of a row that is gone.
   transaction again(db_);
@@ -128,16 +113,12 @@ TEST_F(RecordTest, WritesAreTimedUnderTheirLabelsWhenTimersAreOn) {
   const bool was_enabled = lil::timers_enabled();
   lil::set_timers_enabled(true);
   lil::reset_thread_tables();
-  const int id = add_tag("timed");
-  {
-    transaction t(db_);
-    t.begin();
-    record r(db_, tags_, id);
-    r["name"] = entry_data("renamed");
+  write([&] {
+    record r = save_tag("timed");
+    r["name"] = "renamed";
     r.save();
     r.remove();
-    t.end();
-  }
+  });
   std::ostringstream report;
   lil::report(report);
   lil::set_timers_enabled(was_enabled);

@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include "dbl/transaction.h"
 #include "tests/dbl/dbl_test_util.h"
 
 namespace dbl {
 namespace {
 
 using dbl_test::message_of;
+using dbl_test::plain_column;
 
 using SqlGeneration = dbl_test::tag_db_test;
 
@@ -26,12 +26,13 @@ TEST_F(SqlGeneration, Texts) {
   entry_data_vector kept = fresh;
   const generated_sql insert_kept = insert_sql(impl, tags, kept, true);
   // Insert texts are kept per table and set of bound cells; a new column must not reuse one.
+  // The widened copy must leave `tags` as it was for the texts below.
   entry_data_vector other = fresh;
   other[4] = entry_data();
   const generated_sql insert_other = insert_sql(impl, tags, other, true);
   table_description wider = tags;
-  wider.add_column(
-      column_description("extra", typeid(int), 0, no_constraint, not_in_primary_key, not_indexed));
+  wider.add_column(plain_column("extra", typeid(int)));
+  wider.add_clustered_index("extra_index", {"extra"});
   entry_data_vector wide_row = fresh;
   wide_row.push_back(entry_data());
   const generated_sql insert_wider = insert_sql(impl, wider, wide_row, true);
@@ -101,14 +102,8 @@ TEST_F(SqlGeneration, Texts) {
        "SELECT * FROM tag_table WHERE id = :auto_id LIMIT 1"},
       {"referrers", referrers_sql("tag_table", "parent_id"),
        "SELECT * FROM tag_table WHERE parent_id = ?"},
-      {"fixed word",
-       impl.column_type_word(column_description("c", typeid(fixed_string), 8, no_constraint,
-                                                not_in_primary_key, not_indexed)),
-       "CHAR(8)"},
-      {"double word",
-       impl.column_type_word(column_description("c", typeid(double), 0, no_constraint,
-                                                not_in_primary_key, not_indexed)),
-       "NUMERIC"},
+      {"fixed word", impl.column_type_word(plain_column("c", typeid(fixed_string), 8)), "CHAR(8)"},
+      {"double word", impl.column_type_word(plain_column("c", typeid(double))), "NUMERIC"},
   };
   for (const text_case& c : cases) EXPECT_EQ(c.actual, c.expected) << c.name;
 
@@ -134,10 +129,8 @@ TEST_F(SqlGeneration, Texts) {
   EXPECT_EQ(
       message_of<std::logic_error>([&] { delete_sql(tags, entry_data_vector(2), merge_policy); }),
       "The delete statement couldn't be generated because the data was invalid.");
-  EXPECT_EQ(message_of<std::logic_error>([&] {
-              impl.column_type_word(column_description("c", typeid(std::wstring), 0, no_constraint,
-                                                       not_in_primary_key, not_indexed));
-            }),
+  EXPECT_EQ(message_of<std::logic_error>(
+                [&] { impl.column_type_word(plain_column("c", typeid(std::wstring))); }),
             "An unrecognized type was encountered while building the create table statement.");
 }
 

@@ -2,10 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <boost/date_time/posix_time/posix_time.hpp>
-
-#include "dbl/exceptions.h"
-#include "dbl/transaction.h"
 #include "tests/dbl/dbl_test_util.h"
 
 namespace dbl {
@@ -13,6 +9,7 @@ namespace {
 
 using dbl_test::message_of;
 using dbl_test::rows;
+using dbl_test::scalar;
 
 // Items of an album, pointing at tags: a second table, written between tag writes, so that
 // replay has to keep the order across tables.
@@ -32,40 +29,25 @@ class UndoTest : public dbl_test::tag_db_test {
 
   record item(int tag_id, int position) {
     record r(db_, items_);
-    r["tag_id"] = entry_data(tag_id);
-    r["position"] = entry_data(position);
+    r["tag_id"] = tag_id;
+    r["position"] = position;
     r.save();
     return r;
   }
   rows all(const table_description& table) { return dbl_test::all_rows(db_, table); }
   std::pair<rows, rows> snapshot() { return {all(tags_), all(items_)}; }
   // The undo rows as "<undo id> <type> <id> <name> <flag>".
-  std::vector<std::string> undo_rows(const std::string& table) {
-    query q(db_, "SELECT _dbl_undo_id, _dbl_undo_type, id, name, flag FROM " + table +
-                     " ORDER BY _dbl_undo_id");
-    q.add_column("u", typeid(int)).add_column("t", typeid(std::string));
-    q.add_column("id", typeid(std::int64_t)).add_column("n", typeid(std::string));
-    q.add_column("f", typeid(int));
-    std::vector<std::string> out;
-    for (const entry_data_vector& r : q) {
-      out.push_back(std::to_string(r[0].as_int()) + " " + r[1].as_string() + " " +
-                    std::to_string(r[2].as_int64()) + " " + r[3].as_string() + " " +
-                    std::to_string(r[4].as_int()));
-    }
-    return out;
+  std::vector<std::string> undo_rows() {
+    return dbl_test::texts(db_,
+                           "SELECT _dbl_undo_id || ' ' || _dbl_undo_type || ' ' || id || ' ' || "
+                           "name || ' ' || flag FROM _dbl_temp_undo1 ORDER BY _dbl_undo_id");
   }
-  int count(const std::string& sql) { return query(db_, sql).select_ints().at(0); }
 
   table_description items_ = item_table(tags_);
 };
 
 TEST_F(UndoTest, UndoTableRowsAndUpdateThenDeleteOfOneRow) {
-  {
-    transaction t(db_);
-    t.begin(merge_policy, true);
-    save_tag("a");
-    t.end();
-  }
+  write([&] { save_tag("a"); });
   record r(db_, tags_, 1);
   sqlite_database other(file_);
   query(other, "UPDATE tag_table SET name = 'b', flag = 9").execute();
@@ -73,13 +55,13 @@ TEST_F(UndoTest, UndoTableRowsAndUpdateThenDeleteOfOneRow) {
 
   transaction t(db_);
   t.begin(merge_policy);
-  r["flag"] = entry_data(1);
+  r["flag"] = 1;
   r.save();
   r.remove();
   save_tag("c");
   record quiet(db_, tags_);
-  quiet["name"] = entry_data("not recorded");
-  quiet["flag"] = entry_data(0);
+  quiet["name"] = "not recorded";
+  quiet["flag"] = 0;
   quiet.save(true);
   jtb::undo_object undo = t.end_with_undo();
   const rows after = all(tags_);
@@ -89,11 +71,11 @@ TEST_F(UndoTest, UndoTableRowsAndUpdateThenDeleteOfOneRow) {
 
   // Update: the new values, then the original ones, refreshed from the other writer under
   // merge. Delete: the row as it stood. Ids are kept in the 64-bit kind; NULL stays NULL.
-  EXPECT_EQ(undo_rows("_dbl_temp_undo1"),
-            (std::vector<std::string>{"1 update 1 a 1", "2 update 1 a 9", "3 delete 1 b 1",
-                                      "4 insert 2 c 0"}));
-  EXPECT_EQ(count("SELECT COUNT(*) FROM _dbl_temp_undo1 WHERE data IS NULL AND when_done IS NULL "
-                  "AND typeof(id) = 'integer'"),
+  EXPECT_EQ(undo_rows(), (std::vector<std::string>{"1 update 1 a 1", "2 update 1 a 9",
+                                                   "3 delete 1 b 1", "4 insert 2 c 0"}));
+  EXPECT_EQ(scalar(db_,
+                   "SELECT COUNT(*) FROM _dbl_temp_undo1 WHERE data IS NULL AND when_done IS NULL "
+                   "AND typeof(id) = 'integer'"),
             4);
   EXPECT_TRUE(undo.is_undoable());
 
@@ -101,8 +83,6 @@ TEST_F(UndoTest, UndoTableRowsAndUpdateThenDeleteOfOneRow) {
   EXPECT_EQ(all(tags_), undone);
   undo.redo();
   EXPECT_EQ(all(tags_), after);
-  undo.undo();
-  EXPECT_EQ(all(tags_), undone);
 
   // The undo tables go with the last owner of the undoer.
   undo = jtb::undo_object(std::make_shared<transaction_undoer>(db_));
@@ -160,17 +140,12 @@ TEST_F(UndoTest, TransactionWithoutWritesHasNothingToReplay) {
 }
 
 TEST_F(UndoTest, FailedReplayLeavesDataAndUndoTablesAsTheyWere) {
-  {
-    transaction t(db_);
-    t.begin(merge_policy, true);
-    save_tag("y");
-    t.end();
-  }
+  write([&] { save_tag("y"); });
   transaction t(db_);
   t.begin();
   save_tag("x");
   record y(db_, tags_, 1);
-  y["flag"] = entry_data(5);
+  y["flag"] = 5;
   y.save();
   jtb::undo_object undo = t.end_with_undo();
   const rows done = all(tags_);
@@ -181,7 +156,7 @@ TEST_F(UndoTest, FailedReplayLeavesDataAndUndoTablesAsTheyWere) {
   EXPECT_THROW(undo.undo(), record_changed_error);
   EXPECT_FALSE(db_.in_transaction());
   EXPECT_EQ(record(db_, tags_, 1).get("flag"), entry_data(5));
-  EXPECT_EQ(count("SELECT COUNT(*) FROM _dbl_temp_undo1"), 3);
+  EXPECT_EQ(scalar(db_, "SELECT COUNT(*) FROM _dbl_temp_undo1"), 3);
 
   query(db_, "UPDATE _dbl_temp_undo1 SET _dbl_undo_type = 'rename' WHERE _dbl_undo_id = 1")
       .execute();
