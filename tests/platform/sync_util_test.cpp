@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "tests/support/sandbox.h"
 
 namespace {
@@ -20,18 +18,6 @@ TEST(SyncUtil, ReadsTheAgentsValues) {
   EXPECT_EQ(sync_util::get_ticket_vector(), "t1,t2");
   EXPECT_EQ(sync_util::get_ksvuser_id(), "u42");
   EXPECT_EQ(sync_util::get_sync_catalog(9), "/old");
-  EXPECT_EQ(sync_util::get_sync_data_folder_path("Tessarin Halcyn Agent"),
-            box.path("home/.local/share/Norvane/Tessarin Halcyn Agent/"));
-}
-
-TEST(SyncUtil, SetSyncCatalogReportsAnUnwritableStore) {
-  vantor_test::sandbox box;
-  EXPECT_EQ(sync_util::set_sync_catalog("/cat"), 0);
-  EXPECT_EQ(sync_util::get_sync_catalog(10), "/cat");
-  box.write_file("blocker", "");
-  ::setenv("VANTOR_SETTINGS_ROOT", box.path("blocker/registry").c_str(), 1);
-  EXPECT_NE(sync_util::set_sync_catalog("/other"), 0);
-  EXPECT_EQ(sync_util::get_sync_catalog(10), "");
 }
 
 }  // namespace

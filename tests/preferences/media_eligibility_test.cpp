@@ -1,10 +1,6 @@
 #include "preferences/media_eligibility.h"
 
-#include <string>
-
-#include "gtest/gtest.h"
 #include "tests/preferences/prefs_test_env.h"
-#include "vantor/vantor.h"
 
 namespace vantor_test {
 namespace {

@@ -31,28 +31,9 @@ void prefs_env::write_strand(const std::string& catalog, const std::string& user
                      "\nEncryptedTicketVector=" + ticket + "\nUserId=" + userId + "\n");
 }
 
-scoped_env::scoped_env(const char* name, const std::string& value) : name_(name) {
-  ::setenv(name, value.c_str(), 1);
-}
-
-scoped_env::~scoped_env() {
-  ::unsetenv(name_);
-}
-
-VTL::error_code error_of(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (VTL::error_code code) {
-    return code;
-  }
-  return VTL::success;
-}
-
 SyncPrefs parser_defaults(const std::string& downloadPath) {
   SyncPrefs p{};
-  p.newalbumssyncauto = true;
-  p.askbeforedelete = true;
-  p.syncallselection = true;
+  p.newalbumssyncauto = p.askbeforedelete = p.syncallselection = true;
   p.syncPhotos = p.syncVideo = p.syncAudio = p.syncPDFs = true;
   p.downloadlocationpath = downloadPath;
   p.deleteMediaPref = 1;
@@ -60,10 +41,17 @@ SyncPrefs parser_defaults(const std::string& downloadPath) {
 }
 
 sync_catalog_test::sync_catalog_test() {
+  ::setenv("VANTOR_KSV_LIBRARY", VANTOR_TEST_KSV_LOCAL, 1);
+  ::setenv("VANTOR_KSV_LOCAL_STATE", env_.box().path("ksv.json").c_str(), 1);
   env_.write_strand(folder_, "ann", "t-1");
   write_state(R"({"ticket": "t-1"})");
   std::filesystem::create_directories(folder_);
   vantor_prefs::gSharedAlbums.clear();
+}
+
+sync_catalog_test::~sync_catalog_test() {
+  ::unsetenv("VANTOR_KSV_LIBRARY");
+  ::unsetenv("VANTOR_KSV_LOCAL_STATE");
 }
 
 void sync_catalog_test::make_catalog(bool defaults) const {

@@ -31,21 +31,6 @@ class prefs_env {
   sandbox box_;
 };
 
-// Sets an environment variable for one scope, and unsets it after.
-class scoped_env {
- public:
-  scoped_env(const char* name, const std::string& value);
-  ~scoped_env();
-  scoped_env(const scoped_env&) = delete;
-  scoped_env& operator=(const scoped_env&) = delete;
-
- private:
-  const char* name_;
-};
-
-// The VTL::error_code that `call` throws; success when it throws none.
-VTL::error_code error_of(const std::function<void()>& call);
-
 // Every field, for comparing two records whole.
 inline auto fields(const SyncPrefs& p) {
   return std::tie(p.syncon, p.newalbumssyncauto, p.askbeforedelete, p.resolveconflictsauto,
@@ -64,6 +49,7 @@ SyncPrefs parser_defaults(const std::string& downloadPath);
 class sync_catalog_test : public ::testing::Test {
  protected:
   sync_catalog_test();
+  ~sync_catalog_test() override;
 
   // Makes the catalog file, with the albums and namespaces of a new catalog when `defaults`.
   void make_catalog(bool defaults = true) const;
@@ -77,8 +63,6 @@ class sync_catalog_test : public ::testing::Test {
   prefs_env env_;
   const std::string folder_ = env_.box().path("cat");
   const std::string catalog_ = folder_ + "/catalog.omb14db";
-  scoped_env client_{"VANTOR_KSV_LIBRARY", VANTOR_TEST_KSV_LOCAL};
-  scoped_env state_{"VANTOR_KSV_LOCAL_STATE", env_.box().path("ksv.json")};
 };
 
 }  // namespace vantor_test

@@ -1,13 +1,10 @@
 #include "preferences/sync_catalog.h"
 
 #include <cstdlib>
-#include <string>
 
-#include "gtest/gtest.h"
 #include "platform/sync_util.h"
 #include "preferences/library_state.h"
 #include "tests/preferences/prefs_test_env.h"
-#include "vantor/vantor.h"
 
 namespace vantor_test {
 namespace {

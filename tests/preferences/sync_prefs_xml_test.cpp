@@ -4,13 +4,9 @@
 
 #include <chrono>
 #include <climits>
-#include <functional>
-#include <string>
 
-#include "gtest/gtest.h"
 #include "preferences/pref_files.h"
 #include "tests/preferences/prefs_test_env.h"
-#include "vantor/vantor.h"
 
 namespace vantor_test {
 namespace {
@@ -23,26 +19,14 @@ SyncPrefs Parse(const std::string& xml) {
 }
 
 TEST(SyncPrefsXml, WriterBytes) {
-  SyncPrefs set{};
-  set.syncon = true;
-  set.askbeforedelete = true;
-  set.restrictfilesizeSelected = true;
-  set.syncOnSystemIdle = true;
-  set.syncPhotos = set.syncAudio = set.syncCreations = true;
-  set.restrictfilesize = 12.5;
-  set.servertime = "2026-11-23T09:00:00Z";
-  set.downloadlocationpath = "/home/u/Pictures/Norvane";
-  set.version = 12;
-  set.defaultLibraryNxId = "nx-1";
-  set.defaultLibraryVaelId = -3;
-  set.curCatalogGUID = "abc";
-  set.deleteMediaPref = 2;
-
-  SyncPrefs raw{};
-  raw.newalbumssyncauto = raw.resolveconflictsauto = raw.syncallselection = true;
-  raw.syncEntireCatalog = raw.syncVideo = raw.syncPDFs = true;
-  raw.downloadlocationpath = "/a&b\"c<d";
-  raw.version = INT_MIN;
+  // The booleans alternate, and are all flipped in the second record, so that any two fields
+  // written in each other's place show.
+  const SyncPrefs set{true,         false,        true,  false,  true,  false, true,
+                      false,        true,         false, true,   false, true,  12.5,
+                      "2026-11-23", "/u/Norvane", 12,    "nx-1", -3,    "abc", 2};
+  const SyncPrefs raw{false, true,        false,   true,  false, true,  false,
+                      true,  false,       true,    false, true,  false, 0,
+                      "",    "/a&b\"c<d", INT_MIN, "",    0,     "",    0};
 
   const struct {
     const char* name;
@@ -51,10 +35,10 @@ TEST(SyncPrefsXml, WriterBytes) {
   } cases[] = {
       {"fields set", set,
        "<syncon value = \"true\"><newalbumssyncauto value= \"false\" servertime = "
-       "\"2026-11-23T09:00:00Z\"/><askbeforedelete value = \"true\"/><resolveconflictsauto "
+       "\"2026-11-23\"/><askbeforedelete value = \"true\"/><resolveconflictsauto "
        "value = \"false\"/><restrictfilesize value= \"12.500000\" selected =\"true\"/>"
        "<syncallselection value = \"false\"/><downloadlocationpath value = "
-       "\"/home/u/Pictures/Norvane\"/><syncOnSystemIdle value = \"true\"/><syncEntireCatalog "
+       "\"/u/Norvane\"/><syncOnSystemIdle value = \"true\"/><syncEntireCatalog "
        "value = \"false\"/><defaultLibraryNxId value = \"nx-1\"/><defaultLibraryVaelId value = "
        "\"-3\"/><syncFileTypes><syncPhotos value = \"true\"/><syncVideo value = \"false\"/>"
        "<syncAudio value = \"true\"/><syncPDFs value = \"false\"/><syncCreations value = "
@@ -71,9 +55,7 @@ TEST(SyncPrefsXml, WriterBytes) {
        "<syncCreations value = \"false\"/></syncFileTypes><version value = \"-2147483648\"/>"
        "<curCatalogGUID value = \"\"/><deleteMediaPref value = \"0\"/></syncon>"},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(VTL::GetXMLForSyncPrefs(c.prefs), c.xml) << c.name;
-  }
+  for (const auto& c : cases) EXPECT_EQ(VTL::GetXMLForSyncPrefs(c.prefs), c.xml) << c.name;
 
   // The writer's text reads back whole when no string needs escaping.
   prefs_env env;

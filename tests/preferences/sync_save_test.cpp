@@ -1,11 +1,8 @@
 // SaveSyncPrefs against a real sync catalog and album store in a sandbox; results are read
 // back from the catalog file with plain SQL.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
-#include <string>
 
 #include "catalog/tag.h"
 #include "platform/album_store.h"
@@ -13,7 +10,6 @@
 #include "preferences/library_state.h"
 #include "preferences/tag_selection.h"
 #include "tests/preferences/prefs_test_env.h"
-#include "vantor/vantor.h"
 
 namespace vantor_test {
 namespace {

@@ -1,11 +1,7 @@
 // The preference screen export against a real catalog and the reference membership client.
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
-#include <string>
 #include <vector>
 
 #include "catalog/custom_tag_namespace.h"
@@ -16,7 +12,6 @@
 #include "platform/sync_util.h"
 #include "preferences/library_state.h"
 #include "tests/preferences/prefs_test_env.h"
-#include "vantor/vantor.h"
 
 namespace vantor_test {
 namespace {
