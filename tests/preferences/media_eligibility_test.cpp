@@ -50,11 +50,12 @@ TEST(MediaEligibility, PreferencesDecide) {
     EXPECT_EQ(VTL::IsValidMediaForSync(c.prefs, c.size, c.mime), c.valid) << c.name;
   }
 
-  EXPECT_TRUE(vantor_prefs::IsAllowedSyncMimeType("image/jpeg"));
-  EXPECT_TRUE(vantor_prefs::IsAllowedSyncMimeType("video/"));
-  EXPECT_FALSE(vantor_prefs::IsAllowedSyncMimeType("image/png"));
-  EXPECT_FALSE(vantor_prefs::IsAllowedSyncMimeType("x-video/mp4"));
-  EXPECT_FALSE(vantor_prefs::IsAllowedSyncMimeType("image/jpeg2"));
+  for (const char* mime : {"image/jpeg", "video/"}) {
+    EXPECT_TRUE(vantor_prefs::IsAllowedSyncMimeType(mime)) << mime;
+  }
+  for (const char* mime : {"image/png", "x-video/mp4", "image/jpeg2"}) {
+    EXPECT_FALSE(vantor_prefs::IsAllowedSyncMimeType(mime)) << mime;
+  }
 }
 
 TEST(MediaEligibility, ExtensionListsLoadOnceUntilCleared) {
@@ -66,12 +67,12 @@ TEST(MediaEligibility, ExtensionListsLoadOnceUntilCleared) {
                      "PluginACRSupportedFormatExtensions=\"CR2,nef\"\n"
                      "PluginImageFormatExtensions=\"JPG,png\"\n");
 
-  EXPECT_TRUE(IsSyncMediaExtension("a.b/clip.mp4"));
-  EXPECT_TRUE(IsSyncMediaExtension("CLIP.MOV"));
-  EXPECT_TRUE(IsSyncMediaExtension("song.Mp3"));
-  EXPECT_FALSE(IsSyncMediaExtension("mp4"));
-  EXPECT_FALSE(IsSyncMediaExtension("clip.mp4.txt"));
-  EXPECT_FALSE(IsSyncMediaExtension("clip."));
+  for (const char* path : {"a.b/clip.mp4", "CLIP.MOV", "song.Mp3"}) {
+    EXPECT_TRUE(IsSyncMediaExtension(path)) << path;
+  }
+  for (const char* path : {"mp4", "clip.mp4.txt", "clip."}) {
+    EXPECT_FALSE(IsSyncMediaExtension(path)) << path;
+  }
   EXPECT_TRUE(IsRawImageExtension("x.cr2"));
   EXPECT_FALSE(IsRawImageExtension("x.mp4"));
   EXPECT_EQ(vantor_prefs::OrganizerImageExtensions(), (std::vector<std::string>{"jpg", "png"}));

@@ -133,12 +133,9 @@ TEST_F(ScreenXmlTest, OnlineTreeIsExactAndSharingDetailsAreKept) {
   const auto& shared = vantor_prefs::gSharedAlbums;
   ASSERT_EQ(shared.size(), 3u) << "a2 has no title, so no entry";
   const vantor_prefs::SharedAlbumInfo& a1 = shared.at("a1");
-  EXPECT_EQ(a1.onlineid, "a1");
-  EXPECT_TRUE(a1.isSharedFlat);
-  EXPECT_EQ(a1.isPublic, 1u);
-  EXPECT_EQ(a1.templateId, "tm");
-  EXPECT_EQ(a1.permissions, "rw");
-  EXPECT_TRUE(a1.first.empty() && a1.second.empty());
+  EXPECT_EQ(std::tie(a1.onlineid, a1.isSharedFlat, a1.isPublic, a1.templateId, a1.permissions,
+                     a1.first, a1.second),
+            std::make_tuple("a1", true, 1u, "tm", "rw", "", ""));
   EXPECT_FALSE(shared.at("a3").isSharedFlat) << "replaced, not merged";
   EXPECT_EQ(shared.at("a3").isPublic, 0u) << "privacy compares exactly";
   EXPECT_EQ(shared.at("other").templateId, "kept");
