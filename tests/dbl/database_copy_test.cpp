@@ -2,17 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <boost/date_time/posix_time/posix_time.hpp>
 #include <utility>
 #include <vector>
 
-#include "dbl/exceptions.h"
-#include "dbl/query.h"
-#include "dbl/record.h"
-#include "dbl/sqlite/sqlite_database.h"
-#include "dbl/transaction.h"
 #include "tests/dbl/dbl_test_util.h"
-#include "tests/support/sandbox.h"
 
 namespace dbl {
 namespace {
@@ -24,41 +17,39 @@ using reports = std::vector<std::pair<int, int>>;
 
 table_description note_table() {
   table_description t("note_table");
-  t.add_column(column_description("text", typeid(std::string), 255, no_constraint,
-                                  not_in_primary_key, not_indexed));
+  t.add_column(dbl_test::plain_column("text", typeid(std::string), 255));
   return t;
 }
 
-class CopyTest : public ::testing::Test {
+// Copies from db_ (the source) into target_, both holding the tag and note tables.
+class CopyTest : public dbl_test::tag_db_test {
  protected:
   CopyTest() {
-    for (database* db : {&source_, &target_}) {
-      db->create_table(tags_);
-      db->create_table(notes_);
-    }
+    db_.create_table(notes_);
+    target_.create_table(tags_);
+    target_.create_table(notes_);
   }
 
   // 150 tags, every third with a parent, a blob and a time, then 60 notes: ids 1 to 210.
   void fill_source() {
-    transaction t(source_);
-    t.begin(merge_policy, true);
-    for (int i = 0; i < 150; ++i) {
-      record r(source_, tags_);
-      r["name"] = entry_data("tag " + std::to_string(i));
-      r["flag"] = entry_data(i % 2);
-      if (i % 3 == 1) {
-        r["parent_id"] = entry_data(i);
-        r["data"] = entry_data(blob{1, static_cast<unsigned char>(i)});
-        r["when_done"] = entry_data(boost::posix_time::ptime(boost::gregorian::date(2009, 1, 1)));
+    write([&] {
+      for (int i = 0; i < 150; ++i) {
+        record r(db_, tags_);
+        r["name"] = "tag " + std::to_string(i);
+        r["flag"] = i % 2;
+        if (i % 3 == 1) {
+          r["parent_id"] = i;
+          r["data"] = blob{1, static_cast<unsigned char>(i)};
+          r["when_done"] = boost::posix_time::ptime(boost::gregorian::date(2009, 1, 1));
+        }
+        r.save();
       }
-      r.save();
-    }
-    for (int i = 0; i < 60; ++i) {
-      record r(source_, notes_);
-      if (i != 7) r["text"] = entry_data("note " + std::to_string(i));
-      r.save();
-    }
-    t.end();
+      for (int i = 0; i < 60; ++i) {
+        record r(db_, notes_);
+        if (i != 7) r["text"] = "note " + std::to_string(i);
+        r.save();
+      }
+    });
   }
   copy_progress_callback noting(reports& out, int cancel_at = -1) {
     return [&out, cancel_at](int current, int maximum) {
@@ -67,10 +58,8 @@ class CopyTest : public ::testing::Test {
     };
   }
 
-  vantor_test::sandbox box_;
-  sqlite_database source_{box_.path("s.db")};
+  const database& source_ = db_;
   sqlite_database target_{box_.path("t.db")};
-  table_description tags_ = dbl_test::tag_table();
   table_description notes_ = note_table();
 };
 
@@ -105,8 +94,7 @@ TEST_F(CopyTest, RefusesBeforeWritingAnything) {
   {
     transaction t(target_);
     t.begin(merge_policy, true);
-    record r(target_, notes_);
-    r.save();
+    record(target_, notes_).save();
     t.end();
   }
   reports seen;
@@ -136,11 +124,9 @@ TEST_F(CopyTest, CancelStopsAndKeepsWhatWasCopied) {
   EXPECT_TRUE(
       query(target_, "SELECT last_assigned_id FROM _dbl_auto_id_table").select_ints().empty());
 
+  // A cancel at the first report comes before the emptiness check.
   reports counting;
-  sqlite_database empty(box_.path("e.db"));
-  empty.create_table(tags_);
-  empty.create_table(notes_);
-  EXPECT_THROW(copy_database(empty, target_, noting(counting, 0)), cancel_error);
+  EXPECT_THROW(copy_database(source_, target_, noting(counting, 0)), cancel_error);
   EXPECT_EQ(counting.size(), 1u);
 }
 

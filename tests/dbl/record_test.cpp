@@ -22,7 +22,10 @@ class RecordTest : public dbl_test::tag_db_test {
   }
 };
 
-TEST_F(RecordTest, InsertThenUpdateThenReload) {
+TEST_F(RecordTest, InsertUpdateReloadAndRemoveAreTimedUnderTheirLabels) {
+  const bool was_enabled = lil::timers_enabled();
+  lil::set_timers_enabled(true);
+  lil::reset_thread_tables();
   write([&] {
     record r = save_tag("first");
     EXPECT_EQ(r.id(), 1);
@@ -30,12 +33,21 @@ TEST_F(RecordTest, InsertThenUpdateThenReload) {
     r["name"] = "renamed";
     r.save();
   });
-  EXPECT_EQ(count(), 1);
   const record loaded(db_, tags_, 1);
   EXPECT_EQ(loaded.values(),
             (entry_data_vector{1, "renamed", entry_data(), 0, entry_data(), entry_data()}));
+  write([&] { record(loaded).remove(); });
+  std::ostringstream report;
+  lil::report(report);
+  lil::set_timers_enabled(was_enabled);
+  lil::reset_thread_tables();
+  for (const char* label :
+       {"  dbl::insert into tag_table\n", "  dbl::update tag_table\n", "  dbl::delete tag_table\n",
+        "  dbl::transaction::end()\n", "  dbl::sqlite_implementer::do_end_transaction\n"}) {
+    EXPECT_NE(report.str().find(label), std::string::npos) << label << report.str();
+  }
 
-  EXPECT_EQ(message_of<std::logic_error>([&] { record(db_, tags_, 99); }),
+  EXPECT_EQ(message_of<std::logic_error>([&] { record(db_, tags_, 1); }),
             "There were no results for the query:\nSELECT * FROM tag_table WHERE id = :auto_id "
             "LIMIT 1");
   EXPECT_EQ(message_of<std::logic_error>([&] { loaded.get("nope"); }),
@@ -107,27 +119,6 @@ TEST_F(RecordTest, RemoveChecksReferencesOrCascades) {
   EXPECT_EQ(message_of<record_changed_error>([&] { r.remove(); }),
             "The record has changed or has already been removed from the database since it was "
             "created, and could not be removed.");
-}
-
-TEST_F(RecordTest, WritesAreTimedUnderTheirLabelsWhenTimersAreOn) {
-  const bool was_enabled = lil::timers_enabled();
-  lil::set_timers_enabled(true);
-  lil::reset_thread_tables();
-  write([&] {
-    record r = save_tag("timed");
-    r["name"] = "renamed";
-    r.save();
-    r.remove();
-  });
-  std::ostringstream report;
-  lil::report(report);
-  lil::set_timers_enabled(was_enabled);
-  lil::reset_thread_tables();
-  for (const char* label :
-       {"  dbl::insert into tag_table\n", "  dbl::update tag_table\n", "  dbl::delete tag_table\n",
-        "  dbl::transaction::end()\n", "  dbl::sqlite_implementer::do_end_transaction\n"}) {
-    EXPECT_NE(report.str().find(label), std::string::npos) << label << report.str();
-  }
 }
 
 }  // namespace

@@ -17,8 +17,7 @@ TEST_F(SqlGeneration, Texts) {
   const table_description& tags = tags_;
   transaction t(db_);
   t.begin();
-  entry_data_vector fresh{entry_data(),  entry_data("a"),     entry_data(),
-                          entry_data(0), entry_data(blob{1}), entry_data()};
+  entry_data_vector fresh{entry_data(), "a", entry_data(), 0, blob{1}, entry_data()};
   const generated_sql insert = insert_sql(impl, tags, fresh, false);
   EXPECT_EQ(fresh[0], entry_data(1));
   EXPECT_TRUE(fresh[2].is_null()) << "a foreign key to an auto id never takes a new id";
@@ -37,21 +36,15 @@ TEST_F(SqlGeneration, Texts) {
   wide_row.push_back(entry_data());
   const generated_sql insert_wider = insert_sql(impl, wider, wide_row, true);
 
-  const entry_data_vector old_row{entry_data(7), entry_data("a"),    entry_data(),
-                                  entry_data(0), entry_data(blob{}), entry_data()};
+  const entry_data_vector old_row{7, "a", entry_data(), 0, blob{}, entry_data()};
   entry_data_vector new_row = old_row;
-  new_row[1] = entry_data("b");
-  new_row[2] = entry_data(3);
+  new_row[1] = "b";
+  new_row[2] = 3;
   entry_data_vector to_null = old_row;
   to_null[1] = entry_data();
   entry_data_vector scratch = old_row;
 
-  struct text_case {
-    const char* name;
-    std::string actual;
-    std::string expected;
-  };
-  const text_case cases[] = {
+  const std::tuple<const char*, std::string, std::string> cases[] = {
       {"create", create_table_sql(impl, tags, false),
        "CREATE TABLE tag_table (\n\tid INTEGER UNIQUE,\n\tname TEXT NOT NULL,\n\tparent_id "
        "INTEGER,\n\tflag INTEGER NOT NULL,\n\tdata BLOB,\n\twhen_done TEXT\n\t,\tPRIMARY KEY "
@@ -105,7 +98,7 @@ TEST_F(SqlGeneration, Texts) {
       {"fixed word", impl.column_type_word(plain_column("c", typeid(fixed_string), 8)), "CHAR(8)"},
       {"double word", impl.column_type_word(plain_column("c", typeid(double))), "NUMERIC"},
   };
-  for (const text_case& c : cases) EXPECT_EQ(c.actual, c.expected) << c.name;
+  for (const auto& [name, actual, expected] : cases) EXPECT_EQ(actual, expected) << name;
 
   // Parameters: SET values first, then WHERE values; the merge refresh takes current cells.
   scratch = old_row;
