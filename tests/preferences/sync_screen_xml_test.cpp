@@ -162,8 +162,6 @@ TEST_F(ScreenXmlTest, FailuresGiveTheirResultsAndLogs) {
        VTL::change_catalog_required, "Vantor : Change Sync Catalog required\n", "O:"},
       {"signed out", [this] { env_.write_strand(folder_, "", ""); }, VTL::not_logged_in,
        "Vantor : Not Logged In Error\n", "O:"},
-      {"no ticket", [this] { env_.write_strand(folder_, "ann", ""); }, VTL::no_valid_user,
-       "Vantor : No Valid User\n", "O:"},
       {"no client",
        [this] { ::setenv("VANTOR_KSV_LIBRARY", env_.box().path("none.so").c_str(), 1); },
        VTL::unknown_error, "", "O:"},
