@@ -39,32 +39,22 @@ TEST_F(MetadataHelpers, DefaultListMakesEachDescriptionOnceWithItsRule) {
             static_cast<int>(vael_util::default_metadata_descriptions().size()) - 1);
   EXPECT_FALSE(view().has_description(md::tag_color));
 
+  // One row of each data type, association and multiplicity.
   constexpr auto text = metadata_data_type::string_type, number = metadata_data_type::integer_type;
-  constexpr auto none = metadata_association_type::unassociated_association_type,
-                 media = metadata_association_type::media_association_type,
-                 tag = metadata_association_type::tag_association_type;
-  const struct {
-    const char* identifier;
-    metadata_data_type type;
-    metadata_association_type association;
-    bool multiple;
-  } expected[] = {
-      {md::tag_sort_name, text, none, false},
+  constexpr auto none = metadata_association_type::unassociated_association_type;
+  const std::tuple<const char*, metadata_data_type, metadata_association_type, bool> expected[] = {
       {md::day_note, text, none, true},
-      {md::face_data, text, media, true},
-      {md::face_detector_version, number, media, false},
-      {md::is_asset_duplicate, number, media, false},
-      {md::is_tag_hidden, number, tag, false},
-      {md::person_id, text, tag, false},
+      {md::face_detector_version, number, metadata_association_type::media_association_type, false},
+      {md::is_tag_hidden, number, metadata_association_type::tag_association_type, false},
       {md::tag_icon, metadata_data_type::blob_type, none, false},
       {md::tag_date, metadata_data_type::date_time_type, none, false},
       {md::gps_latitude, metadata_data_type::decimal_type, none, false},
   };
-  for (const auto& e : expected) {
-    const vael::metadata_description_t d = view().get_description(e.identifier);
-    EXPECT_EQ(d.get_data_type(), e.type) << e.identifier;
-    EXPECT_EQ(d.get_association_type(), e.association) << e.identifier;
-    EXPECT_EQ(d.can_have_multiple_items(), e.multiple) << e.identifier;
+  for (const auto& [identifier, type, association, multiple] : expected) {
+    const vael::metadata_description_t d = view().get_description(identifier);
+    EXPECT_EQ(d.get_data_type(), type) << identifier;
+    EXPECT_EQ(d.get_association_type(), association) << identifier;
+    EXPECT_EQ(d.can_have_multiple_items(), multiple) << identifier;
   }
   // Comparison is exact: one colon less is another, unlisted identifier.
   EXPECT_EQ(vael_util::metadata_rule_of("omb:FaceDectectorVersion").association_type,
