@@ -5,6 +5,7 @@
 namespace vantor_test {
 namespace {
 
+using vantor_prefs::IsAllowedSyncMimeType;
 using vantor_prefs::IsRawImageExtension;
 using vantor_prefs::IsSyncMediaExtension;
 
@@ -50,11 +51,9 @@ TEST(MediaEligibility, PreferencesDecide) {
     EXPECT_EQ(VTL::IsValidMediaForSync(c.prefs, c.size, c.mime), c.valid) << c.name;
   }
 
-  for (const char* mime : {"image/jpeg", "video/"}) {
-    EXPECT_TRUE(vantor_prefs::IsAllowedSyncMimeType(mime)) << mime;
-  }
-  for (const char* mime : {"image/png", "x-video/mp4", "image/jpeg2"}) {
-    EXPECT_FALSE(vantor_prefs::IsAllowedSyncMimeType(mime)) << mime;
+  for (const char* m : {"image/jpeg", "video/"}) EXPECT_TRUE(IsAllowedSyncMimeType(m)) << m;
+  for (const char* m : {"image/png", "x-video/mp4", "image/jpeg2"}) {
+    EXPECT_FALSE(IsAllowedSyncMimeType(m)) << m;
   }
 }
 
@@ -67,12 +66,8 @@ TEST(MediaEligibility, ExtensionListsLoadOnceUntilCleared) {
                      "PluginACRSupportedFormatExtensions=\"CR2,nef\"\n"
                      "PluginImageFormatExtensions=\"JPG,png\"\n");
 
-  for (const char* path : {"a.b/clip.mp4", "CLIP.MOV", "song.Mp3"}) {
-    EXPECT_TRUE(IsSyncMediaExtension(path)) << path;
-  }
-  for (const char* path : {"mp4", "clip.mp4.txt", "clip."}) {
-    EXPECT_FALSE(IsSyncMediaExtension(path)) << path;
-  }
+  for (const char* p : {"a.b/c.mp4", "C.MOV", "s.Mp3"}) EXPECT_TRUE(IsSyncMediaExtension(p)) << p;
+  for (const char* p : {"mp4", "clip.mp4.txt", "clip."}) EXPECT_FALSE(IsSyncMediaExtension(p)) << p;
   EXPECT_TRUE(IsRawImageExtension("x.cr2"));
   EXPECT_FALSE(IsRawImageExtension("x.mp4"));
   EXPECT_EQ(vantor_prefs::OrganizerImageExtensions(), (std::vector<std::string>{"jpg", "png"}));
