@@ -42,9 +42,9 @@ class MetadataView : public vael_test::tag_catalog {
   }
 };
 
-TEST_F(MetadataView, EveryValueTypeIsWrittenReadBackAndOverwritten) {
+TEST_F(MetadataView, EveryValueTypeIsWrittenReadBackInTypeOrderAndOverwritten) {
   const pt::ptime noon = pt::time_from_string("2021-05-01 12:00:00.250");
-  struct row {
+  const struct row {
     metadata_data_type type;
     dbl::entry_data first, second;
   } rows[] = {
@@ -54,34 +54,38 @@ TEST_F(MetadataView, EveryValueTypeIsWrittenReadBackAndOverwritten) {
       {metadata_data_type::date_time_type, noon, noon + pt::hours(30)},
       {metadata_data_type::blob_type, dbl::blob{0, 1, 255}, dbl::blob{}},
   };
-  const int m = new_media("/a.jpg");
-  const int t = new_root_tag("t");
-  for (const row& r : rows) {
-    const int n = static_cast<int>(r.type);
+  const int m = new_media("/a.jpg"), t = new_root_tag("t");
+  // Made from the last type to the first: an owner's items still come in data type order.
+  std::vector<metadata_item_t> on_m(5), on_t(5);
+  for (std::size_t n = 5; n-- > 0;) {
+    const metadata_description_t d = describe("test:" + std::to_string(n), rows[n].type);
+    on_m[n] = on_media(m, d, rows[n].first);
+    on_t[n] = metadata_item_t{rows[n].first, d, 0};
+    write([&] { view().create_tag(t, on_t[n]); });
+  }
+  const std::vector<metadata_item_t> all = view().get_all_on_media(m);
+  ASSERT_EQ(all.size(), 5u);
+  for (std::size_t n = 0; n < 5; ++n) {
     SCOPED_TRACE(n);
-    const metadata_description_t d = describe("test:" + std::to_string(n), r.type);
-    metadata_item_t on_m = on_media(m, d, r.first);
-    metadata_item_t on_t{r.first, d, 0};
-    write([&] { view().create_tag(t, on_t); });
-    EXPECT_NE(on_m.id, on_t.id);
+    const metadata_description_t& d = on_m[n].description;
+    EXPECT_EQ(all[n].description.get_identifier(), "test:" + std::to_string(n));
+    EXPECT_EQ(all[n].value, rows[n].first);
+    write([&] { view().set_value(on_m[n], rows[n].second); });
+    EXPECT_EQ(on_m[n].value, rows[n].second);
     ASSERT_EQ(view().get_media(d, m).size(), 1u);
-    EXPECT_EQ(view().get_media(d, m)[0].value, r.first);
-    EXPECT_EQ(view().get_tag(d, t)[0].value, r.first);
-
-    write([&] { view().set_value(on_m, r.second); });
-    EXPECT_EQ(on_m.value, r.second);
-    EXPECT_EQ(view().get_media(d, m)[0].value, r.second);
-    EXPECT_EQ(view().get_tag(d, t)[0].value, r.first);
+    EXPECT_EQ(view().get_media(d, m)[0].value, rows[n].second);
+    EXPECT_EQ(view().get_tag(d, t)[0].value, rows[n].first);
     std::vector<int> ids = view().get_item_ids(d);
     std::sort(ids.begin(), ids.end());
-    EXPECT_EQ(ids, (std::vector<int>{on_m.id, on_t.id}));
+    EXPECT_EQ(ids, (std::vector<int>{on_m[n].id, on_t[n].id}));
   }
+  EXPECT_TRUE(view().get_all_on_media(new_media("/2.jpg")).empty());
   // A value that does not convert to the column's kind writes nothing.
-  const metadata_description_t ints = view().get_description("test:1");
-  metadata_item_t bad{"five", ints, 0};
+  metadata_item_t bad{"five", on_m[1].description, 0};
   const int other = new_media("/b.jpg");
   EXPECT_THROW(write([&] { view().create_media(other, bad); }), std::bad_cast);
-  EXPECT_EQ(view().get_all_items(ints).size(), 2u);
+  EXPECT_EQ(view().get_all_items(bad.description).size(), 2u);
+  EXPECT_TRUE(view().get_media(bad.description, other).empty());
 }
 
 TEST_F(MetadataView, SingleValuedDescriptionsRefuseASecondValuePerOwner) {
@@ -159,38 +163,17 @@ TEST_F(MetadataView, StackMetadataLeavesTheTagUnstampedWhileTagMetadataStampsIt)
   ASSERT_EQ(left.size(), 1u);
   EXPECT_EQ(left[0].id, on_stack.id);
   EXPECT_EQ(view().get_all_on_tag(t).size(), 1u);
-}
-
-TEST_F(MetadataView, AllOnAnOwnerComeInDataTypeOrderWithTheirDescriptions) {
-  const int m = new_media("/1.jpg"), t1 = new_root_tag("t1"), t2 = new_root_tag("t2");
-  std::vector<metadata_description_t> made;
-  for (int n = 4; n >= 0; --n) {
-    made.push_back(describe("test:" + std::to_string(n), static_cast<metadata_data_type>(n)));
-  }
-  const dbl::entry_data values[] = {
-      "s", 1, 1.5, pt::ptime(pt::time_from_string("2020-01-01 00:00:00")), dbl::blob{7}};
-  for (const metadata_description_t& d : made) {
-    on_media(m, d, values[static_cast<int>(d.get_data_type())]);
-  }
-  const std::vector<metadata_item_t> all = view().get_all_on_media(m);
-  ASSERT_EQ(all.size(), 5u);
-  for (std::size_t n = 0; n < 5; ++n) {
-    EXPECT_EQ(all[n].description.get_identifier(), "test:" + std::to_string(n));
-    EXPECT_EQ(all[n].value, values[n]);
-  }
-  EXPECT_TRUE(view().get_all_on_media(new_media("/2.jpg")).empty());
-  EXPECT_TRUE(view().get_media(made[0], new_media("/3.jpg")).empty());
 
   // Two tags with one value: the later row wins.
+  const int t2 = new_root_tag("t2");
   const metadata_description_t names =
       describe("test:names", metadata_data_type::string_type, true);
-  const std::vector<std::pair<int, std::string>> rows = {{t1, "x"}, {t2, "x"}, {t1, "y"}};
-  for (const auto& row : rows) {
-    metadata_item_t item{row.second, names, 0};
-    write([&] { view().create_stack(row.first, item); });
+  for (const auto& [owner, value] :
+       std::vector<std::pair<int, std::string>>{{t, "x"}, {t2, "x"}, {t, "y"}}) {
+    metadata_item_t item{value, names, 0};
+    write([&, owner = owner] { view().create_stack(owner, item); });
   }
-  EXPECT_EQ(view().get_value_to_tag_map(names), (std::map<std::string, int>{{"x", t2}, {"y", t1}}));
-  EXPECT_EQ(view().get_all_on_tag(t1).size(), 2u);
+  EXPECT_EQ(view().get_value_to_tag_map(names), (std::map<std::string, int>{{"x", t2}, {"y", t}}));
 }
 
 TEST_F(MetadataView, DescriptionsComeFromTheCacheOnceLoaded) {

@@ -15,16 +15,6 @@
 
 namespace vael_test {
 
-// Types of the catalog's well-known vocabulary.
-inline vael::tag_type_t person_type() {
-  return vael_util::user_person_type();
-}
-inline vael::tag_type_t misc_leaf_type() {
-  return vael_util::user_misc_leaf_type();
-}
-inline vael::tag_type_t album_type() {
-  return vael_util::album_type();
-}
 // An album group whose description asks for an order as well: without can_tag_media the
 // catalog must drop the flag.
 inline vael::tag_type_t album_group_type() {
@@ -56,7 +46,9 @@ class tag_catalog : public ::testing::Test {
   }
   int new_root_tag(const std::string& name) {
     int id = 0;
-    write([&] { id = vael::create_tag_base(h(), 0, name, misc_leaf_type()).get_id(); });
+    write([&] {
+      id = vael::create_tag_base(h(), 0, name, vael_util::user_misc_leaf_type()).get_id();
+    });
     return id;
   }
   int count(const std::string& sql) const { return scalar(db(), sql); }

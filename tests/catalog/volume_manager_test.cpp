@@ -18,12 +18,7 @@ using vael::volume_type;
 using vael_test::scalar;
 
 volume_t volume(volume_type type, const std::string& serial, const std::string& path = "") {
-  volume_t v;
-  v.serial = serial;
-  v.description = "disk " + serial;
-  v.type = type;
-  v.drive_path_if_builtin = path;
-  return v;
+  return {serial, "disk " + serial, type, path, 0};
 }
 
 class Volumes : public ::testing::Test {
