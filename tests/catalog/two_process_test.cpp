@@ -7,8 +7,7 @@
 #include "catalog/connection.h"
 #include "catalog/internal_connection.h"
 #include "catalog/transaction.h"
-#include "tests/catalog/catalog_test_support.h"
-#include "tests/support/sandbox.h"
+#include "tests/catalog/tag_test_support.h"
 
 namespace {
 
@@ -32,18 +31,12 @@ int commit_in_other_process(const std::string& catalog, int media_id) {
   return std::stoi(text);
 }
 
-TEST(TwoProcesses, ACommitElsewhereEmptiesTheCachesAtTheNextBeginAndIdsOnlyRise) {
-  vantor_test::sandbox box;
-  const std::string path = vael_test::new_catalog(box, "c.vdb");
-  vael::connection c(path);
-  vael::internal_connection& ic = c.get();
-  int media = 0;
-  {
-    vael::transaction t(c.handle());
-    t.begin(vael::without_undo, vael::lock_now);
-    media = vael_test::add_media(ic, "a.jpg");
-    t.commit();
-  }
+using TwoProcesses = vael_test::tag_catalog;
+
+TEST_F(TwoProcesses, ACommitElsewhereEmptiesTheCachesAtTheNextBeginAndIdsOnlyRise) {
+  vael::internal_connection& ic = c_.get();
+  const std::string& path = path_;
+  const int media = new_media("a.jpg");
   const int ours = ic.change_tracker().current_change_id();
   const auto fill_caches = [&] {
     ic.media_tracker().get_cache("media")->get_or_load<probe>(media, [&] { return probe{media}; });
@@ -58,7 +51,7 @@ TEST(TwoProcesses, ACommitElsewhereEmptiesTheCachesAtTheNextBeginAndIdsOnlyRise)
   EXPECT_TRUE(ic.media_tracker().get_cache("media")->contains(media));  // not noticed yet
   EXPECT_FALSE(ic.change_tracker().db_changed());
 
-  vael::transaction t(c.handle());
+  vael::transaction t(h());
   t.begin(vael::without_undo, vael::lock_now);
   EXPECT_TRUE(ic.change_tracker().db_changed());
   EXPECT_EQ(ic.change_tracker().current_change_id(), theirs);
