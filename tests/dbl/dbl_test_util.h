@@ -18,18 +18,12 @@
 
 namespace dbl {
 
-// Readable values in test failures.
+// Readable values in test failures: the kind, then the text or the number if there is one.
 inline void PrintTo(const entry_data& v, std::ostream* out) {
-  if (v.is_null()) {
-    *out << "null";
-  } else if (v.kind() == entry_kind::string) {
-    *out << '"' << v.as_string() << '"';
-  } else {
-    try {
-      *out << v.type().name() << ' ' << v.as_int64();
-    } catch (const std::bad_cast&) {
-      *out << v.type().name();
-    }
+  *out << v.type().name();
+  try {
+    *out << ' ' << (v.kind() == entry_kind::string ? v.as_string() : std::to_string(v.as_int64()));
+  } catch (const std::bad_cast&) {
   }
 }
 
