@@ -72,8 +72,8 @@ TEST(MediaFileProbe, ReadsTypeSizeTimeAndImageMetadataInOrderOfPreferenceAndStay
   EXPECT_TRUE(p.is_media);
   EXPECT_EQ(p.size, vantor_test::TinyJpeg().size());
   EXPECT_EQ(p.last_write, pt::time_from_string("2020-05-06 07:08:09.123456"));
-  EXPECT_EQ(p.width, vantor_test::kTinyJpegWidth);
-  EXPECT_EQ(p.height, vantor_test::kTinyJpegHeight);
+  EXPECT_EQ(std::tie(p.width, p.height),
+            std::make_tuple(vantor_test::kTinyJpegWidth, vantor_test::kTinyJpegHeight));
   EXPECT_FALSE(p.capture_date || p.rating);
   EXPECT_EQ(p.warning, "");
 
@@ -89,8 +89,7 @@ TEST(MediaFileProbe, ReadsTypeSizeTimeAndImageMetadataInOrderOfPreferenceAndStay
   });
   p = vantor_env::ProbeMediaFile(box.path("first.jpg"));
   EXPECT_EQ(p.capture_date, pt::time_from_string("2021-06-15 10:20:30"));
-  EXPECT_EQ(p.width, 4000);
-  EXPECT_EQ(p.height, 3000);
+  EXPECT_EQ(std::tie(p.width, p.height), std::make_tuple(4000, 3000));
   EXPECT_EQ(p.rating, 4);
 
   WriteJpeg(box.path("fallback.jpg"), [](Exiv2::ExifData& exif, Exiv2::XmpData& xmp) {
@@ -102,8 +101,7 @@ TEST(MediaFileProbe, ReadsTypeSizeTimeAndImageMetadataInOrderOfPreferenceAndStay
   });
   p = vantor_env::ProbeMediaFile(box.path("fallback.jpg"));
   EXPECT_EQ(p.capture_date, pt::time_from_string("2019-02-03 04:05:00"));
-  EXPECT_EQ(p.width, 10);
-  EXPECT_EQ(p.height, 20);
+  EXPECT_EQ(std::tie(p.width, p.height), std::make_tuple(10, 20));
   EXPECT_EQ(p.rating, 2);
   EXPECT_EQ(p.warning, "");
 
@@ -117,19 +115,17 @@ TEST(MediaFileProbe, ReadsTypeSizeTimeAndImageMetadataInOrderOfPreferenceAndStay
   EXPECT_EQ(text.size, 14u);
   EXPECT_EQ(text.warning, "");
 
-  // An EXIF block whose one entry points past its end: the reader complains, then goes on.
-  const std::string exif(
-      "Exif\0\0II*\0\x08\0\0\0\x01\0\x0F\x01\x02\0\xE8\x03\0\0\xFF\xFF\0\0\0\0\0\0", 32);
+  // An EXIF segment (34 bytes: \042) whose one entry points past its end: the reader
+  // complains, then goes on.
+  const std::string app1(
+      "\xFF\xE1\0\042Exif\0\0II*\0\x08\0\0\0\x01\0\x0F\x01\x02\0\xE8\x03\0\0\xFF\xFF\0\0\0\0\0\0",
+      36);
   const std::string jpeg = vantor_test::TinyJpeg();
-  box.write_file("bad_exif.jpg", jpeg.substr(0, 2) + "\xFF\xE1" + std::string(1, '\0') +
-                                     std::string(1, static_cast<char>(exif.size() + 2)) + exif +
-                                     jpeg.substr(2));
-  vantor_env::media_file_probe_t bad_exif;
-  EXPECT_EQ(vantor_test::capture_stderr(
-                [&] { bad_exif = vantor_env::ProbeMediaFile(box.path("bad_exif.jpg")); }),
-            "");
-  EXPECT_EQ(bad_exif.width, vantor_test::kTinyJpegWidth);
-  EXPECT_EQ(bad_exif.warning, "");
+  box.write_file("bad_exif.jpg", jpeg.substr(0, 2) + app1 + jpeg.substr(2));
+  const auto probe_bad_exif = [&] { p = vantor_env::ProbeMediaFile(box.path("bad_exif.jpg")); };
+  EXPECT_EQ(vantor_test::capture_stderr(probe_bad_exif), "");
+  EXPECT_EQ(p.width, vantor_test::kTinyJpegWidth);
+  EXPECT_EQ(p.warning, "");
 
   EXPECT_THROW(vantor_env::ProbeMediaFile(box.path("missing.jpg")), std::runtime_error);
   EXPECT_THROW(vantor_env::ProbeMediaFile(box.root()), std::runtime_error);
