@@ -112,18 +112,14 @@ TEST_F(MetadataHelpers, RectanglesAndFaceRecordsAsText) {
   EXPECT_EQ(vael_util::format_rect(1, 2.5, -3, 0), "1,2.5,-3,0");
   EXPECT_EQ(vael_util::format_face_record(-1, 2, 3, 4, 5, 0.5, 6, "name", 1.25, 7, 8.5, 9),
             "-1#2,3,4,5#0.5#6#name#1.25#7#8.5#9");
-  const struct {
-    const char* text;
-    double a, b, c, d;
-  } cases[] = {{"1,2,3", 0, 0, 0, 0},
-               {"1,2,3,4,5", 1, 2, 3, 4},
-               {"0.5,-1,1e2,4", 0.5, -1, 100, 4},
-               {"", 0, 0, 0, 0}};
-  for (const auto& c : cases) {
-    double a = 9, b = 9, cc = 9, d = 9;
-    vael_util::parse_rect(c.text, a, b, cc, d);
-    EXPECT_EQ((std::vector<double>{a, b, cc, d}), (std::vector<double>{c.a, c.b, c.c, c.d}))
-        << c.text;
+  const std::pair<const char*, std::vector<double>> cases[] = {{"1,2,3", {0, 0, 0, 0}},
+                                                               {"1,2,3,4,5", {1, 2, 3, 4}},
+                                                               {"0.5,-1,1e2,4", {0.5, -1, 100, 4}},
+                                                               {"", {0, 0, 0, 0}}};
+  for (const auto& [text, expected] : cases) {
+    double a = 9, b = 9, c = 9, d = 9;
+    vael_util::parse_rect(text, a, b, c, d);
+    EXPECT_EQ((std::vector<double>{a, b, c, d}), expected) << text;
   }
   double a = 9, b = 9, c = 9, d = 9;
   EXPECT_THROW(vael_util::parse_rect("1,x,3,4", a, b, c, d), boost::bad_lexical_cast);
@@ -166,12 +162,7 @@ TEST_F(MetadataHelpers, RemovingOnlineMetadataKeepsDescriptionsAndClearsSyncMark
     vael_util::set_tag_sync_status(other, true, h());
   });
   write([&] { vael_util::remove_online_metadata(h()); });
-  const struct {
-    const char* identifier;
-    int owner;
-    bool on_tag;
-    std::size_t left;
-  } cases[] = {
+  const std::tuple<const char*, int, bool, std::size_t> cases[] = {
       {md::asset_id, m, false, 0},
       {md::is_asset_duplicate, m, false, 1},
       {md::rating, m, false, 1},
@@ -179,11 +170,11 @@ TEST_F(MetadataHelpers, RemovingOnlineMetadataKeepsDescriptionsAndClearsSyncMark
       {md::is_friend_album_group, album, true, 0},
       {md::tag_notes, album, true, 1},
   };
-  for (const auto& c : cases) {
-    EXPECT_TRUE(view().has_description(c.identifier)) << c.identifier;
-    const auto items = c.on_tag ? vael_util::get_tag_metadata(h(), c.identifier, c.owner)
-                                : vael_util::get_media_metadata(h(), c.identifier, c.owner);
-    EXPECT_EQ(items.size(), c.left) << c.identifier;
+  for (const auto& [identifier, owner, on_tag, left] : cases) {
+    EXPECT_TRUE(view().has_description(identifier)) << identifier;
+    const auto items = on_tag ? vael_util::get_tag_metadata(h(), identifier, owner)
+                              : vael_util::get_media_metadata(h(), identifier, owner);
+    EXPECT_EQ(items.size(), left) << identifier;
   }
   for (int t : {album, other}) {
     EXPECT_EQ(vael_util::get_tag_metadata(h(), md::tag_sync_status, t)[0].value.as_int(), 0);

@@ -12,7 +12,6 @@ namespace {
 using dbl_test::message_of;
 
 TEST(EntryData, KindsStayApart) {
-  EXPECT_TRUE(entry_data().is_null());
   EXPECT_EQ(entry_data().type(), typeid(void));
   EXPECT_EQ(entry_data(3).type(), typeid(std::int32_t));
   EXPECT_EQ(entry_data(long32{3}).type(), typeid(long32));
@@ -38,7 +37,6 @@ TEST(EntryData, CopiesShareOneBox) {
   EXPECT_FALSE(a.shares(entry_data(std::string("shared"))));
   b = entry_data(7);
   EXPECT_EQ(a.as_string(), "shared");
-  EXPECT_EQ(b.as_int(), 7);
   EXPECT_TRUE(b.shares(entry_data(7)));
   EXPECT_FALSE(b.shares(entry_data(std::int64_t{7})));
   EXPECT_FALSE(entry_data(short{-1}).shares(entry_data(short{1})));

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <boost/algorithm/string/join.hpp>
+
 #include "tests/dbl/dbl_test_util.h"
 
 namespace dbl {
@@ -53,15 +55,10 @@ TEST_F(SqlGeneration, Texts) {
        "CREATE TEMPORARY TABLE tag_table (\n\tid INTEGER UNIQUE,\n\tname TEXT NOT "
        "NULL,\n\tparent_id INTEGER,\n\tflag INTEGER NOT NULL,\n\tdata BLOB,\n\twhen_done "
        "TEXT\n\t,\tPRIMARY KEY (id)\n)"},
-      {"indexes",
-       [&] {
-         std::string all;
-         for (const std::string& s : create_index_sqls(tags)) all += s + ";";
-         return all;
-       }(),
+      {"indexes", boost::algorithm::join(create_index_sqls(tags), ";"),
        "CREATE INDEX index_tag_table_name ON tag_table(name);CREATE INDEX "
        "index_tag_table_parent_id ON tag_table(parent_id);CREATE INDEX tag_name_parent ON "
-       "tag_table(name, parent_id);"},
+       "tag_table(name, parent_id)"},
       {"insert", insert.text,
        "INSERT INTO tag_table\n\t(id, name, parent_id, flag, data, when_done)\n\tVALUES (? , ? "
        ", NULL , ? , ? , NULL )\n"},
@@ -103,10 +100,9 @@ TEST_F(SqlGeneration, Texts) {
   // Parameters: SET values first, then WHERE values; the merge refresh takes current cells.
   scratch = old_row;
   entry_data_vector current = old_row;
-  current[1] = entry_data("other writer");
+  current[1] = "other writer";
   const generated_sql strict = update_sql(tags, new_row, scratch, &current, strict_policy);
-  EXPECT_EQ(strict.params,
-            (entry_data_vector{entry_data("b"), entry_data(3), entry_data(7), entry_data("a")}));
+  EXPECT_EQ(strict.params, (entry_data_vector{"b", 3, 7, "a"}));
   const generated_sql merge = update_sql(tags, new_row, scratch, &current, merge_policy);
   EXPECT_EQ(scratch[1], entry_data("other writer"));
   EXPECT_EQ(merge.params.size(), 3u);

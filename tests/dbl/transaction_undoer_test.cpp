@@ -18,8 +18,7 @@ table_description item_table(const table_description& tags) {
   t.add_column(column_description(
       "tag_id", foreign_key_description("tag_table", tags.column("id"), relation_required),
       not_in_primary_key, not_indexed));
-  t.add_column(
-      column_description("position", typeid(int), 0, no_constraint, not_in_primary_key, indexed));
+  t.add_column(dbl_test::plain_column("position", typeid(int)));
   return t;
 }
 
