@@ -1,18 +1,11 @@
 #include "catalog/connection.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
-#include <functional>
-#include <memory>
-#include <string>
 
-#include "catalog/internal_connection.h"
 #include "catalog/stack_namespace.h"
 #include "catalog/volume_manager.h"
 #include "dbl/sqlite/sqlite_database.h"
 #include "tests/catalog/catalog_test_support.h"
-#include "tests/support/sandbox.h"
 
 namespace {
 

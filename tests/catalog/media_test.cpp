@@ -1,14 +1,5 @@
 #include "catalog/media.h"
 
-#include <gtest/gtest.h>
-
-#include <boost/date_time/posix_time/posix_time.hpp>
-#include <functional>
-#include <stdexcept>
-#include <string>
-#include <vector>
-
-#include "catalog/custom_tag_namespace.h"
 #include "catalog/rendition_description.h"
 #include "catalog/search_index.h"
 #include "catalog/volume_manager.h"

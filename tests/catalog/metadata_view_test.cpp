@@ -1,15 +1,7 @@
 #include "catalog/metadata_view.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <boost/date_time/posix_time/posix_time.hpp>
-#include <functional>
 #include <map>
-#include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "catalog/tag_base.h"
 #include "tests/catalog/tag_test_support.h"

@@ -1,12 +1,7 @@
 #include "catalog/object_cache.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "catalog/object_tracker.h"
 #include "tests/catalog/catalog_test_support.h"
-#include "tests/support/sandbox.h"
 
 namespace {
 

@@ -1,13 +1,6 @@
-#include <gtest/gtest.h>
 
-#include <boost/date_time/posix_time/posix_time.hpp>
-#include <functional>
 #include <optional>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
-#include "catalog/custom_tag_namespace.h"
 #include "catalog/media.h"
 #include "catalog/media_stack.h"
 #include "catalog/version_stack.h"

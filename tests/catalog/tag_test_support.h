@@ -1,17 +1,9 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <string>
-
-#include "catalog/connection.h"
 #include "catalog/custom_tag_namespace.h"
 #include "catalog/tag.h"
-#include "catalog/transaction.h"
 #include "catalog_util/well_known_tags.h"
 #include "tests/catalog/catalog_test_support.h"
-#include "tests/support/sandbox.h"
 
 namespace vael_test {
 

@@ -1,14 +1,6 @@
 #include "catalog/transaction.h"
 
-#include <gtest/gtest.h>
-
-#include <boost/date_time/posix_time/posix_time.hpp>
-#include <stdexcept>
-#include <string>
-
 #include "catalog/change_tracker.h"
-#include "catalog/connection.h"
-#include "catalog/internal_connection.h"
 #include "tests/catalog/tag_test_support.h"
 
 namespace {

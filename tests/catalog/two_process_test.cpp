@@ -1,12 +1,6 @@
-#include <gtest/gtest.h>
 #include <stdio.h>
 #include <sys/wait.h>
 
-#include <string>
-
-#include "catalog/connection.h"
-#include "catalog/internal_connection.h"
-#include "catalog/transaction.h"
 #include "tests/catalog/tag_test_support.h"
 
 namespace {

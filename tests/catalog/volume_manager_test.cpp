@@ -1,15 +1,8 @@
 #include "catalog/volume_manager.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
-#include <string>
 
-#include "catalog/connection.h"
-#include "catalog/internal_connection.h"
-#include "catalog/transaction.h"
 #include "tests/catalog/catalog_test_support.h"
-#include "tests/support/sandbox.h"
 
 namespace {
 

@@ -4,8 +4,6 @@
 
 #include <set>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "catalog/schema/schema_v7.h"
 #include "catalog/schema/schema_v8.h"

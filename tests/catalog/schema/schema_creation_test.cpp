@@ -1,15 +1,8 @@
 #include "catalog/schema/schema_creation.h"
 
-#include <gtest/gtest.h>
-
 #include <map>
-#include <string>
 
-#include "catalog/exceptions.h"
-#include "catalog/schema/schema_upgrade.h"
-#include "dbl/sqlite/sqlite_database.h"
 #include "tests/catalog/schema/schema_test_support.h"
-#include "tests/support/sandbox.h"
 
 namespace {
 

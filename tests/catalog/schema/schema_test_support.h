@@ -6,10 +6,14 @@
 #include <tuple>
 #include <vector>
 
+#include "catalog/exceptions.h"
+#include "catalog/schema/schema_creation.h"
 #include "catalog/schema/schema_generation.h"
+#include "catalog/schema/schema_upgrade.h"
 #include "dbl/database.h"
 #include "dbl/query.h"
 #include "dbl/sql_generation.h"
+#include "dbl/sqlite/sqlite_database.h"
 #include "dbl/transaction.h"
 #include "tests/catalog/catalog_test_support.h"
 

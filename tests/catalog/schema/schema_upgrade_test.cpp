@@ -1,21 +1,12 @@
 #include "catalog/schema/schema_upgrade.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <map>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
-#include "catalog/exceptions.h"
 #include "catalog/schema/catalog_schema.h"
-#include "catalog/schema/schema_creation.h"
 #include "catalog/schema/schema_v7.h"
 #include "catalog/schema/schema_v8.h"
-#include "dbl/sqlite/sqlite_database.h"
 #include "tests/catalog/schema/schema_test_support.h"
-#include "tests/support/sandbox.h"
 
 namespace {
 
