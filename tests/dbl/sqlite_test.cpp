@@ -60,12 +60,8 @@ TEST(ErrorMapper, CodesWithoutAConnection) {
             "is available.");
 }
 
-class SqliteTest : public ::testing::Test {
- protected:
-  std::string file() const { return box_.path("catalog.db"); }
-  vantor_test::sandbox box_;
-  sqlite_database db_{box_.path("catalog.db")};
-};
+// The tag table in the file is left alone.
+using SqliteTest = dbl_test::tag_db_test;
 
 TEST_F(SqliteTest, CollationInSql) {
   query(db_, "CREATE TABLE names (n TEXT)").execute();
@@ -184,7 +180,7 @@ TEST_F(SqliteTest, SchemaChangeExpiresAPreparedStatement) {
   cached.add_column("x", typeid(int));
   EXPECT_TRUE(cached.select_ints().empty());
 
-  sqlite_database other(file());
+  sqlite_database other(file_);
   query(other, "CREATE TABLE m (y INTEGER)").execute();
 
   auto& statement = static_cast<sqlite_util::statement&>(*held);
@@ -198,7 +194,7 @@ TEST_F(SqliteTest, SchemaChangeExpiresAPreparedStatement) {
 
 TEST_F(SqliteTest, BusyHandlerRetriesUpToTheLimitAndBlocksReentry) {
   query(db_, "CREATE TABLE n (x INTEGER)").execute();
-  sqlite_database other(file());
+  sqlite_database other(file_);
   transaction holder(other);
   holder.begin(merge_policy, true, true);
 
