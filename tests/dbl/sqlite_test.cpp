@@ -10,7 +10,6 @@ namespace {
 
 using dbl_test::message_of;
 
-// Counts to `n` inside SQLite, long enough for the progress handler to run many times.
 // "<code> <message>" of the internal_database_error that `fn` throws.
 std::string coded_message(const std::function<void()>& fn) {
   try {
@@ -21,6 +20,7 @@ std::string coded_message(const std::function<void()>& fn) {
   return "<no exception>";
 }
 
+// Counts to 300000 inside SQLite, long enough for the progress handler to run many times.
 const char kLongQuery[] =
     "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c WHERE x < 300000) "
     "SELECT max(x) FROM c";
