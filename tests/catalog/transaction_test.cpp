@@ -1,5 +1,8 @@
 #include "catalog/transaction.h"
 
+#include <stdio.h>
+#include <sys/wait.h>
+
 #include "catalog/change_tracker.h"
 #include "tests/catalog/tag_test_support.h"
 
@@ -21,6 +24,22 @@ bool cached(vael::internal_connection& c, int id) {
 void cache(vael::internal_connection& c, int id) {
   c.media_tracker().get_cache("media")->get_or_load<cached_media>(
       id, [id] { return cached_media{id}; });
+}
+
+// Runs the writer on `catalog` in a process of its own; returns the change id it committed.
+int commit_in_other_process(const std::string& catalog, int media_id) {
+  const std::string command =
+      std::string("'") + CATALOG_TEST_WRITER + "' '" + catalog + "' " + std::to_string(media_id);
+  FILE* out = popen(command.c_str(), "r");
+  if (out == nullptr) throw std::runtime_error("cannot start " + command);
+  std::string text;
+  char buffer[64];
+  while (fgets(buffer, sizeof buffer, out) != nullptr) text += buffer;
+  const int status = pclose(out);
+  if (status == -1 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+    throw std::runtime_error("the writer failed: " + text);
+  }
+  return std::stoi(text);
 }
 
 using CatalogTransaction = vael_test::tag_catalog;
@@ -46,15 +65,6 @@ TEST_F(CatalogTransaction, CommitStampsOneNewIdOnTheChangedRowsOnly) {
   const pt::ptime dated = q.first_row()[0].as_ptime();
   EXPECT_LE(before, dated);
   EXPECT_LE(dated, pt::second_clock::universal_time());
-}
-
-TEST_F(CatalogTransaction, FirstCommitWithoutACounterRowGivesOne) {
-  dbl::database& db = c_.get().database();
-  run(db, "DELETE FROM change_table");
-  run(db, "DELETE FROM db_change_timestamp_table");
-  write([] {});
-  EXPECT_EQ(c_.get().change_tracker().current_change_id(), 1);
-  EXPECT_EQ(scalar(db, "SELECT change_id FROM change_table WHERE change_type = 'db_changed'"), 1);
 }
 
 TEST_F(CatalogTransaction, AnExceptionRollsBackAndDropsTheChangedObjects) {
@@ -83,8 +93,14 @@ TEST_F(CatalogTransaction, AnExceptionRollsBackAndDropsTheChangedObjects) {
   EXPECT_EQ(c.change_tracker().current_change_id(), before + 1);
 }
 
-TEST_F(CatalogTransaction, DatesArePrunedAThousandAtATimeAtTheExactBoundary) {
+TEST_F(CatalogTransaction, FirstCounterIsOneAndDatesArePrunedAThousandAtATime) {
   dbl::database& db = c_.get().database();
+  run(db, "DELETE FROM change_table");
+  run(db, "DELETE FROM db_change_timestamp_table");
+  write([] {});
+  EXPECT_EQ(c_.get().change_tracker().current_change_id(), 1);
+  EXPECT_EQ(scalar(db, "SELECT change_id FROM change_table WHERE change_type = 'db_changed'"), 1);
+
   run(db, "DELETE FROM db_change_timestamp_table");
   run(db,
       "WITH RECURSIVE n(i) AS (SELECT 2 UNION ALL SELECT i + 1 FROM n WHERE i < 11000) "
@@ -137,6 +153,41 @@ TEST_F(CatalogTransaction, UndoAndRedoAreNewChanges) {
   EXPECT_EQ(vael_test::message_of<std::logic_error>([&] { no_undo.commit_with_undo(); }),
             "Cannot create an undo_object with a null implementer.");
   EXPECT_EQ(c.change_tracker().current_change_id(), stepped + 3);
+}
+
+TEST_F(CatalogTransaction, ACommitElsewhereEmptiesTheCachesAtTheNextBeginAndIdsOnlyRise) {
+  vael::internal_connection& c = c_.get();
+  const int media = new_media("a.jpg");
+  const int ours = c.change_tracker().current_change_id();
+  const auto fill_caches = [&] {
+    cache(c, media);
+    c.tag_tracker().get_cache("tag_base")->get_or_load<cached_media>(1, [] {
+      return cached_media{1};
+    });
+    c.metadata_by_id().get_or_load<cached_media>(1, [] { return cached_media{1}; });
+  };
+  fill_caches();
+
+  const int theirs = commit_in_other_process(path_, media);
+  EXPECT_GT(theirs, ours);
+  EXPECT_EQ(media_change_id(c.database(), media), theirs);
+  EXPECT_TRUE(cached(c, media)) << "not noticed before a transaction begins";
+  EXPECT_FALSE(c.change_tracker().db_changed());
+
+  vael::transaction t(h());
+  t.begin(vael::without_undo, vael::lock_now);
+  EXPECT_TRUE(c.change_tracker().db_changed());
+  EXPECT_EQ(c.change_tracker().current_change_id(), theirs);
+  EXPECT_FALSE(cached(c, media));
+  EXPECT_EQ(c.tag_tracker().get_cache("tag_base")->size() + c.metadata_by_id().size(), 0u);
+  c.media_tracker().mark_changed(media);
+  t.commit();
+  const int ours_again = c.change_tracker().current_change_id();
+  EXPECT_EQ(ours_again, theirs + 1);
+  EXPECT_EQ(media_change_id(c.database(), media), ours_again);
+
+  fill_caches();
+  EXPECT_EQ(commit_in_other_process(path_, media), ours_again + 1);
 }
 
 }  // namespace
