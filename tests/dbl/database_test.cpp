@@ -22,7 +22,6 @@ TEST_F(DatabaseTest, TransactionsDoNotNestAndRollBackOnScopeExit) {
   {
     transaction t(db_);
     t.begin(strict_policy);
-    EXPECT_EQ(db_.save_policy(), strict_policy);
     save_tag("lost");
     EXPECT_EQ(message_of<std::logic_error>([&] { transaction(db_).begin(); }),
               "There is already a transaction opened.  Transactions cannot be nested.");

@@ -76,7 +76,6 @@ TEST_F(UndoTest, UndoTableRowsAndUpdateThenDeleteOfOneRow) {
                    "SELECT COUNT(*) FROM _dbl_temp_undo1 WHERE data IS NULL AND when_done IS NULL "
                    "AND typeof(id) = 'integer'"),
             4);
-  EXPECT_TRUE(undo.is_undoable());
 
   undo.undo();
   EXPECT_EQ(all(tags_), undone);
@@ -89,11 +88,11 @@ TEST_F(UndoTest, UndoTableRowsAndUpdateThenDeleteOfOneRow) {
 }
 
 TEST_F(UndoTest, UndoAndRedoAcrossTablesRestoreRowsAndIds) {
-  transaction setup(db_);
-  setup.begin(merge_policy, true);
-  record kept = save_tag("kept");
-  record first_item = item(kept.id(), 1);
-  setup.end();
+  record kept(db_, tags_), first_item(db_, items_);
+  write([&] {
+    kept = save_tag("kept");
+    first_item = item(kept.id(), 1);
+  });
   const auto before = snapshot();
 
   transaction t(db_);
