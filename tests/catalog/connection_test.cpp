@@ -34,26 +34,25 @@ TEST_F(Connection, RefusesWhatIsNoUsableCatalogWithItsOwnText) {
     vael_test::run(db, "CREATE TABLE version_table (version_number INTEGER NOT NULL)");
     vael_test::run(db, "INSERT INTO version_table (version_number) VALUES (6)");
   }
-  struct bad_file {
-    const char* name;
+  // Each refusal has a type of its own, which the caller tells apart.
+  using reader = std::string (*)(const std::function<void()>&);
+  const struct {
     std::string path;
+    reader message_of;
     std::string message;
-  };
-  const bad_file cases[] = {
-      {"missing", box.path("missing.vdb"),
+  } cases[] = {
+      {box.path("missing.vdb"), vael_test::message_of<vael::file_nonexistant_error>,
        "The database file " + box.path("missing.vdb") + " does not exist."},
-      {"text", box.path("text.vdb"),
+      {box.path("text.vdb"), vael_test::message_of<vael::database_corrupt_error>,
        "The database file could be not opened.  This can happen if the database file is "
        "corrupt, read-only, or not a database"},
-      {"version 6", old, "The database is not the current version, and cannot be opened"},
+      {old, vael_test::message_of<vael::database_version_error>,
+       "The database is not the current version, and cannot be opened"},
   };
-  for (const bad_file& c : cases) {
-    EXPECT_EQ(vael_test::message_of([&] { vael::connection{c.path}; }), c.message) << c.name;
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.message_of([&] { vael::connection{c.path}; }), c.message) << c.path;
   }
   EXPECT_FALSE(std::filesystem::exists(box.path("missing.vdb")));
-  EXPECT_THROW(vael::connection{box.path("missing.vdb")}, vael::file_nonexistant_error);
-  EXPECT_THROW(vael::connection{box.path("text.vdb")}, vael::database_corrupt_error);
-  EXPECT_THROW(vael::connection{old}, vael::database_version_error);
 }
 
 TEST_F(Connection, OpeningTwiceMakesTheStackNamespaceAndRelativeVolumeOnce) {
@@ -69,17 +68,15 @@ TEST_F(Connection, OpeningTwiceMakesTheStackNamespaceAndRelativeVolumeOnce) {
   }
   vael::connection c(path);
   dbl::database& db = c.get().database();
-  EXPECT_EQ(scalar(db, "SELECT COUNT(*) FROM tag_table WHERE name = 'stack_ns'"), 1);
-  EXPECT_EQ(scalar(db,
-                   "SELECT COUNT(*) FROM tag_table WHERE name = 'stack_ns' AND parent_id = 0 "
-                   "AND type_name = 'custom_tag_namespace' AND can_have_children = 1 AND "
-                   "can_tag_media = 0 AND sibling_index = 1"),
-            1);
-  EXPECT_EQ(scalar(db,
-                   "SELECT COUNT(*) FROM volume_table WHERE type = 'database_relative_drive' "
-                   "AND serial = 'vael:database_relative_volume' AND description = "
-                   "'database relative' AND drive_path_if_builtin = ''"),
-            1);
+  EXPECT_EQ(vael_test::text(db,
+                            "SELECT group_concat(parent_id || ' ' || type_name || ' ' || "
+                            "can_have_children || can_tag_media || sibling_index, ';') FROM "
+                            "tag_table WHERE name = 'stack_ns'"),
+            "0 custom_tag_namespace 101");
+  EXPECT_EQ(vael_test::text(db,
+                            "SELECT group_concat(type || ' ' || serial || ' ' || description || "
+                            "' [' || drive_path_if_builtin || ']', ';') FROM volume_table"),
+            "database_relative_drive vael:database_relative_volume database relative []");
   EXPECT_EQ(c.get().change_tracker().current_change_id(), first_change);
 }
 

@@ -93,6 +93,11 @@ TEST_F(MetadataView, SingleValuedDescriptionsRefuseASecondValuePerOwner) {
   metadata_item_t item{"x", single, 0};
   write([&] { view().create_tag(t, item); });
   const std::string already = "There is already a metadata item for this description on this ";
+  const auto make = [&](const char* identifier, metadata_data_type type,
+                        metadata_association_type association) {
+    view().create_description(identifier, type, association, false);
+  };
+  const auto bad_assoc = static_cast<metadata_association_type>(-1);
   const struct {
     std::function<void()> step;
     std::string text;
@@ -101,21 +106,12 @@ TEST_F(MetadataView, SingleValuedDescriptionsRefuseASecondValuePerOwner) {
       {[&] { view().create_tag(t, item); }, already + "tag."},
       {[&] { view().create_stack(t, item); }, already + "stack."},
       {[&] { view().create_unassociated(item); }, already + "media."},
-      {[&] {
-         view().create_description("test:single", metadata_data_type::integer_type, media_assoc,
-                                   false);
-       },
+      {[&] { make("test:single", metadata_data_type::integer_type, media_assoc); },
        "Could not create the metadata description, because 'test:single' is already a metadata "
        "description."},
-      {[&] {
-         view().create_description("test:new", static_cast<metadata_data_type>(5), media_assoc,
-                                   false);
-       },
+      {[&] { make("test:new", static_cast<metadata_data_type>(5), media_assoc); },
        "An unrecognized metadata type was encounted."},
-      {[&] {
-         view().create_description("test:new", metadata_data_type::string_type,
-                                   static_cast<metadata_association_type>(-1), false);
-       },
+      {[&] { make("test:new", metadata_data_type::string_type, bad_assoc); },
        "An unrecognized metadata association type was encounted."},
       {[] { vael::value_table_of(static_cast<metadata_data_type>(5)); },
        "An unrecognized metadata type was encountered."},

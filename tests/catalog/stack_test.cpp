@@ -1,4 +1,3 @@
-
 #include <optional>
 
 #include "catalog/media.h"
@@ -77,7 +76,7 @@ class Stacks : public vael_test::tag_catalog {
               0)
         << "a version stack split, scattered or out of order in a media stack";
   }
-  std::string sort_date(const char* table, int media_id) const {
+  std::string sort_date(int media_id, const char* table = "media_stack_sort_table") const {
     return vael_test::text(db(), std::string("SELECT search_date_begin FROM ") + table +
                                      " WHERE media_id = " + std::to_string(media_id));
   }
@@ -115,7 +114,7 @@ TEST_F(Stacks, VersionsChainNewestFirstAndCloseGapsWhenOneGoes) {
   EXPECT_EQ(version_stack::get_root_version_id(h(), c), a);
   EXPECT_EQ(version_stack::get_root_version_id(h(), d), a);
   EXPECT_EQ(version_stack::get_root_version_id(h(), m_[7]), m_[7]);
-  EXPECT_EQ(sort_date("version_stack_sort_table", a), "2020-01-04T00:00:00");
+  EXPECT_EQ(sort_date(a, "version_stack_sort_table"), "2020-01-04T00:00:00");
   EXPECT_FALSE(version_stack::is_media_in_version_stack(h(), m_[7]));
 
   EXPECT_EQ(message_of([&] { version(b, m_[7]); }),
@@ -140,7 +139,7 @@ TEST_F(Stacks, VersionOfAStackedParentJoinsItsPileJustBeforeTheFormerLead) {
   EXPECT_EQ(s.get_media_ids(), (ids{q, c, p}));
   version(d, c);
   EXPECT_EQ(s.get_media_ids(), (ids{q, d, c, p}));
-  EXPECT_EQ(sort_date("media_stack_sort_table", d), "2020-01-02T00:00:00") << "q tops the pile";
+  EXPECT_EQ(sort_date(d), "2020-01-02T00:00:00") << "q tops the pile";
   EXPECT_EQ(message_of([&] { version(q, m_[5]); }),
             "Can't create a version_stack if the child is in a media_stack.");
 
@@ -156,31 +155,30 @@ TEST_F(Stacks, RefusedMembershipsChangeNothing) {
   media_stack s = pile({x, y});
   const int tags = count("SELECT COUNT(*) FROM tag_table");
   const char* all_in = "If media in a version_stack is stacked, it must all be added to the stack";
+  const char* too_few = "A media_stack must be comprised of at least 2 media.";
   const struct {
-    std::function<void()> step;
     const char* message;
+    bool create;  // a new stack of `members`, else the members of s
+    ids members;
   } refusals[] = {
-      {[&] { media_stack::create(h(), {m_[6]}); },
-       "A media_stack must be comprised of at least 2 media."},
-      {[&] {
-         media_stack::create(h(), {y, m_[6]});
-       },
-       "Could not set the stack media, since some of the media was already stacked."},
-      {[&] {
-         s.set_media({x, y, a});
-       },
-       all_in},
-      {[&] {
-         s.set_media({x, a, b});
-       },
-       all_in},
-      {[&] { s.set_media({x}); }, "A media_stack must be comprised of at least 2 media."},
+      {too_few, true, {m_[6]}},
+      {"Could not set the stack media, since some of the media was already stacked.",
+       true,
+       {y, m_[6]}},
+      {all_in, false, {x, y, a}},
+      {all_in, false, {x, a, b}},
+      {too_few, false, {x}},
   };
-  for (const auto& refusal : refusals) {
-    EXPECT_EQ(message_of([&] { write(refusal.step); }), refusal.message);
-    EXPECT_EQ(s.get_media_ids(), (ids{x, y})) << refusal.message;
-    EXPECT_EQ(count("SELECT COUNT(*) FROM tag_table"), tags) << refusal.message;
-    EXPECT_EQ(count("SELECT COUNT(*) FROM media_stack_to_media_table"), 2) << refusal.message;
+  for (const auto& r : refusals) {
+    EXPECT_EQ(message_of([&] {
+                write([&] {
+                  r.create ? void(media_stack::create(h(), r.members)) : s.set_media(r.members);
+                });
+              }),
+              r.message);
+    EXPECT_EQ(s.get_media_ids(), (ids{x, y})) << r.message;
+    EXPECT_EQ(count("SELECT COUNT(*) FROM tag_table"), tags) << r.message;
+    EXPECT_EQ(count("SELECT COUNT(*) FROM media_stack_to_media_table"), 2) << r.message;
     expect_stack_invariants();
   }
   write([&] { s.set_media({x, b, a, y}); });
@@ -191,18 +189,17 @@ TEST_F(Stacks, RefusedMembershipsChangeNothing) {
 TEST_F(Stacks, ThePileSortsByItsTopAndDissolvingLeavesNothingBehind) {
   const int a = m_[0], b = m_[1], c = m_[2];
   media_stack s = pile({a, b, c});
-  EXPECT_EQ(sort_date("media_stack_sort_table", c), "2020-01-01T00:00:00");
+  EXPECT_EQ(sort_date(c), "2020-01-01T00:00:00");
   write([&] { s.set_media({c, a, b}); });
   expect_stack_invariants();
-  for (int id : {a, b, c})
-    EXPECT_EQ(sort_date("media_stack_sort_table", id), "2020-01-03T00:00:00");
+  for (int id : {a, b, c}) EXPECT_EQ(sort_date(id), "2020-01-03T00:00:00");
   const auto redate = [&](int id, const char* date) {
     write([&] { media::get_media(h(), id).set_date({pt::time_from_string(date), 0}); });
     expect_stack_invariants();
   };
   redate(a, "2001-01-01 00:00:00");
   redate(c, "2002-01-01 00:00:00");
-  EXPECT_EQ(sort_date("media_stack_sort_table", b), "2002-01-01T00:00:00");
+  EXPECT_EQ(sort_date(b), "2002-01-01T00:00:00");
 
   version_stack v = version(m_[4], m_[3]);
   write([&] {
@@ -212,15 +209,14 @@ TEST_F(Stacks, ThePileSortsByItsTopAndDissolvingLeavesNothingBehind) {
   expect_stack_invariants();
   EXPECT_EQ(count("SELECT COUNT(*) FROM tag_table WHERE parent_id != 0"), 0)
       << "no stack tag is left";
-  EXPECT_EQ(sort_date("media_stack_sort_table", b), "2020-01-02T00:00:00");
+  EXPECT_EQ(sort_date(b), "2020-01-02T00:00:00");
 }
 
 TEST_F(Stacks, SortRowsAreMadeWhenMissingAndComeBackOnUndo) {
   const int a = m_[0], b = m_[1], c = m_[2];
   vael_test::run(db(), "DELETE FROM media_stack_sort_table WHERE media_id = " + std::to_string(b));
   media_stack s = pile({a, b, c});
-  for (int id : {a, b, c})
-    EXPECT_EQ(sort_date("media_stack_sort_table", id), "2020-01-01T00:00:00");
+  for (int id : {a, b, c}) EXPECT_EQ(sort_date(id), "2020-01-01T00:00:00");
 
   // A step that records undo must take every sort row back with it.
   jtb::undo_object step = [&] {
@@ -229,11 +225,10 @@ TEST_F(Stacks, SortRowsAreMadeWhenMissingAndComeBackOnUndo) {
     s.set_media({c, a, b});
     return t.commit_with_undo();
   }();
-  EXPECT_EQ(sort_date("media_stack_sort_table", b), "2020-01-03T00:00:00");
+  EXPECT_EQ(sort_date(b), "2020-01-03T00:00:00");
   step.undo();
   expect_stack_invariants();
-  for (int id : {a, b, c})
-    EXPECT_EQ(sort_date("media_stack_sort_table", id), "2020-01-01T00:00:00");
+  for (int id : {a, b, c}) EXPECT_EQ(sort_date(id), "2020-01-01T00:00:00");
 }
 
 TEST_F(Stacks, StackWideTagsTagAndUntagWholeStacks) {
