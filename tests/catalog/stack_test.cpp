@@ -34,47 +34,40 @@ class Stacks : public vael_test::tag_catalog {
 
   // What every public operation must leave behind, checked on the rows.
   void expect_stack_invariants() const {
-    for (const char* kind : {"media", "version"}) {
-      const std::string members = std::string(kind) + "_stack_to_media_table";
-      const std::string sort = std::string(kind) + "_stack_sort_table";
-      EXPECT_EQ(count("SELECT COUNT(*) FROM (SELECT media_id FROM " + members +
-                      " GROUP BY media_id HAVING COUNT(*) > 1)"),
-                0)
-          << kind << ": a media in two stacks";
-      EXPECT_EQ(count("SELECT COUNT(*) FROM (SELECT stack_tag_id FROM " + members +
-                      " GROUP BY stack_tag_id HAVING COUNT(*) < 2 OR MIN(media_index) != 0 OR "
+    for (const std::string kind : {"media", "version"}) {
+      SCOPED_TRACE(kind);
+      const std::string members = kind + "_stack_to_media_table ";
+      const std::string type = kind == "media" ? "'stack'" : "'version_stack'";
+      expect_none("a media in two stacks", "SELECT COUNT(*) FROM (SELECT media_id FROM " + members +
+                                               "GROUP BY media_id HAVING COUNT(*) > 1)");
+      expect_none("a stack of fewer than 2, or positions not 0..n-1",
+                  "SELECT COUNT(*) FROM (SELECT stack_tag_id FROM " + members +
+                      "GROUP BY stack_tag_id HAVING COUNT(*) < 2 OR MIN(media_index) != 0 OR "
                       "MAX(media_index) != COUNT(*) - 1 OR COUNT(DISTINCT media_index) != "
-                      "COUNT(*))"),
-                0)
-          << kind << ": a stack of fewer than 2, or positions not 0..n-1";
-      EXPECT_EQ(count("SELECT COUNT(*) FROM media_table md LEFT JOIN " + sort +
-                      " s ON s.media_id = md.id LEFT JOIN " + members +
-                      " m ON m.media_id = md.id LEFT JOIN " + members +
-                      " t ON t.stack_tag_id = m.stack_tag_id AND t.media_index = 0 "
+                      "COUNT(*))");
+      expect_none("a sort row that is not its top's date",
+                  "SELECT COUNT(*) FROM media_table md LEFT JOIN " + kind +
+                      "_stack_sort_table s ON s.media_id = md.id LEFT JOIN " + members +
+                      "m ON m.media_id = md.id LEFT JOIN " + members +
+                      "t ON t.stack_tag_id = m.stack_tag_id AND t.media_index = 0 "
                       "JOIN media_table top ON top.id = COALESCE(t.media_id, md.id) "
                       "WHERE s.media_id IS NULL OR s.search_date_begin != top.search_date_begin "
-                      "OR s.search_date_end != top.search_date_end"),
-                0)
-          << kind << ": a sort row that is not its top's date";
-      const std::string type = std::string(kind) == "media" ? "stack" : "version_stack";
-      EXPECT_EQ(count("SELECT COUNT(*) FROM tag_table WHERE type_name = '" + type +
-                      "' AND (id NOT IN (SELECT stack_tag_id FROM " + members +
-                      ") OR parent_id != (SELECT id FROM tag_table WHERE name = 'stack_ns'))"),
-                0)
-          << kind << ": a stack tag without members or outside stack_ns";
-      EXPECT_EQ(count("SELECT COUNT(*) FROM " + members +
-                      " WHERE stack_tag_id NOT IN (SELECT id FROM tag_table WHERE type_name = '" +
-                      type + "')"),
-                0)
-          << kind << ": members of a tag of another type";
+                      "OR s.search_date_end != top.search_date_end");
+      expect_none("a stack tag without members or outside stack_ns",
+                  "SELECT COUNT(*) FROM tag_table WHERE type_name = " + type +
+                      " AND (id NOT IN (SELECT stack_tag_id FROM " + members +
+                      ") OR parent_id != (SELECT id FROM tag_table WHERE name = 'stack_ns'))");
+      expect_none("members of a tag of another type",
+                  "SELECT COUNT(*) FROM " + members +
+                      "WHERE stack_tag_id NOT IN (SELECT id FROM tag_table WHERE type_name = " +
+                      type + ")");
     }
-    EXPECT_EQ(count("SELECT COUNT(*) FROM (SELECT v.stack_tag_id FROM "
-                    "version_stack_to_media_table v LEFT JOIN media_stack_to_media_table m "
-                    "ON m.media_id = v.media_id GROUP BY v.stack_tag_id HAVING COUNT(m.media_id) "
-                    "> 0 AND (COUNT(m.media_id) != COUNT(*) OR COUNT(DISTINCT m.stack_tag_id) "
-                    "!= 1 OR COUNT(DISTINCT m.media_index - v.media_index) != 1))"),
-              0)
-        << "a version stack split, scattered or out of order in a media stack";
+    expect_none("a version stack split, scattered or out of order in a media stack",
+                "SELECT COUNT(*) FROM (SELECT v.stack_tag_id FROM version_stack_to_media_table v "
+                "LEFT JOIN media_stack_to_media_table m ON m.media_id = v.media_id GROUP BY "
+                "v.stack_tag_id HAVING COUNT(m.media_id) > 0 AND (COUNT(m.media_id) != COUNT(*) "
+                "OR COUNT(DISTINCT m.stack_tag_id) != 1 OR COUNT(DISTINCT m.media_index - "
+                "v.media_index) != 1))");
   }
   std::string sort_date(int media_id, const char* table = "media_stack_sort_table") const {
     return vael_test::text(db(), std::string("SELECT search_date_begin FROM ") + table +

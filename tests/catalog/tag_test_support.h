@@ -47,32 +47,30 @@ class tag_catalog : public ::testing::Test {
   int column(const std::string& column, int tag_id) const {
     return count("SELECT " + column + " FROM tag_table WHERE id = " + std::to_string(tag_id));
   }
+  // An invariant the rows must keep: `sql` counts the rows that break it.
+  void expect_none(const char* broken, const std::string& sql) const {
+    EXPECT_EQ(count(sql), 0) << broken;
+  }
   // Invariants every tag forest must keep, checked on the rows.
   void expect_forest_invariants() const {
-    EXPECT_EQ(count("SELECT COUNT(*) FROM (SELECT parent_id FROM tag_table "
-                    "GROUP BY parent_id, sibling_index HAVING COUNT(*) > 1)"),
-              0)
-        << "siblings share an index";
-    EXPECT_EQ(count("SELECT COUNT(*) FROM tag_to_media_table JOIN tag_table "
-                    "ON tag_table.id = tag_id WHERE can_tag_media = 0"),
-              0)
-        << "media on a tag that cannot hold media";
-    EXPECT_EQ(count("SELECT COUNT(*) FROM tag_to_media_table t JOIN tag_table "
-                    "ON tag_table.id = t.tag_id WHERE media_is_ordered = 0 AND media_index != 0"),
-              0)
-        << "a position in an unordered tag";
-    EXPECT_EQ(count("SELECT COUNT(*) FROM tag_to_media_table t JOIN tag_table "
-                    "ON tag_table.id = t.tag_id WHERE media_is_ordered = 1 AND media_index >= "
-                    "(SELECT COUNT(*) FROM tag_to_media_table u WHERE u.tag_id = t.tag_id)"),
-              0)
-        << "ordered positions do not count 0, 1, 2...";
-    // Every tag reaches a namespace root by its parents.
-    EXPECT_EQ(count("WITH RECURSIVE up(id, top) AS (SELECT id, id FROM tag_table WHERE "
-                    "parent_id = 0 AND type_name = 'custom_tag_namespace' UNION ALL SELECT "
-                    "tag_table.id, up.top FROM tag_table JOIN up ON tag_table.parent_id = up.id) "
-                    "SELECT (SELECT COUNT(*) FROM tag_table) - COUNT(*) FROM up"),
-              0)
-        << "tags outside every namespace";
+    const std::string on_tag =
+        "FROM tag_to_media_table t JOIN tag_table ON tag_table.id = t.tag_id ";
+    expect_none("siblings share an index",
+                "SELECT COUNT(*) FROM (SELECT parent_id FROM tag_table GROUP BY parent_id, "
+                "sibling_index HAVING COUNT(*) > 1)");
+    expect_none("media on a tag that cannot hold media",
+                "SELECT COUNT(*) " + on_tag + "WHERE can_tag_media = 0");
+    expect_none("a position in an unordered tag",
+                "SELECT COUNT(*) " + on_tag + "WHERE media_is_ordered = 0 AND media_index != 0");
+    expect_none("ordered positions do not count 0, 1, 2...",
+                "SELECT COUNT(*) " + on_tag +
+                    "WHERE media_is_ordered = 1 AND media_index >= "
+                    "(SELECT COUNT(*) FROM tag_to_media_table u WHERE u.tag_id = t.tag_id)");
+    expect_none("tags outside every namespace",
+                "WITH RECURSIVE up(id) AS (SELECT id FROM tag_table WHERE parent_id = 0 AND "
+                "type_name = 'custom_tag_namespace' UNION ALL SELECT tag_table.id FROM tag_table "
+                "JOIN up ON tag_table.parent_id = up.id) "
+                "SELECT (SELECT COUNT(*) FROM tag_table) - COUNT(*) FROM up");
   }
 
   vantor_test::sandbox box_;
