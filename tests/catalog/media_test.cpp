@@ -29,7 +29,8 @@ class Media : public vael_test::tag_catalog {
     write([&] { m = media::create_master(h(), volume == 0 ? disk_ : volume, path, "image/jpeg"); });
     return m;
   }
-  std::string cell(const std::string& column, const std::string& table, int media_id) const {
+  std::string cell(const std::string& column, int media_id,
+                   const std::string& table = "media_table") const {
     const char* key = table == "media_table" ? "id" : "media_id";
     return vael_test::text(db(), "SELECT " + column + " FROM " + table + " WHERE " + key + " = " +
                                      std::to_string(media_id));
@@ -46,7 +47,6 @@ class Media : public vael_test::tag_catalog {
 };
 
 TEST_F(Media, PathsKeepLowerCasedIndexesThatCollideAcrossCaseOnOneVolume) {
-  EXPECT_EQ(vael::to_search_index("ÄBC.JPG"), vael::to_search_index("äbc.jpg"));
   EXPECT_EQ(vael::to_search_index("ÄBC.JPG"), "äbc.jpg");
   EXPECT_EQ(vael::to_search_index("@AZ[`az{ 09_.JPG"), "@az[`az{ 09_.jpg") << "ASCII neighbours";
   EXPECT_EQ(vael::to_folder_search_index("Ä\\B"), "ä/b/");
@@ -54,9 +54,9 @@ TEST_F(Media, PathsKeepLowerCasedIndexesThatCollideAcrossCaseOnOneVolume) {
   EXPECT_EQ(vael::to_folder_search_index(""), "/");
 
   const media trip = master("Photos\\Trip\\IMG.JPG");
-  EXPECT_EQ(cell("full_filepath", "media_table", trip.get_id()), "/Photos/Trip/IMG.JPG");
-  EXPECT_EQ(cell("filepath_search_index", "media_table", trip.get_id()), "/photos/trip/");
-  EXPECT_EQ(cell("filename_search_index", "media_table", trip.get_id()), "img.jpg");
+  EXPECT_EQ(cell("full_filepath", trip.get_id()), "/Photos/Trip/IMG.JPG");
+  EXPECT_EQ(cell("filepath_search_index", trip.get_id()), "/photos/trip/");
+  EXPECT_EQ(cell("filename_search_index", trip.get_id()), "img.jpg");
   EXPECT_EQ(trip.get_filepath(false), "/pics/Photos/Trip/IMG.JPG");
   EXPECT_EQ(trip.get_folder(true), "/Photos/Trip");
   EXPECT_EQ(trip.get_folder(false), "/pics/Photos/Trip");
@@ -86,7 +86,7 @@ TEST_F(Media, NoDriveVolumeTakesRenditionsWithAnyPathButNoMasterAndCopiesSkipThe
   EXPECT_EQ(copy.get_filepath(true), "/a.jpg");
   EXPECT_EQ(copy.get_mime_type(), "image/jpeg");
   EXPECT_EQ(copy.get_date().precision, 4);
-  EXPECT_EQ(cell("search_date_end", "version_stack_sort_table", copy.get_id()),
+  EXPECT_EQ(cell("search_date_end", copy.get_id(), "version_stack_sort_table"),
             "9999-12-31T23:59:59.999999");
   EXPECT_EQ(message_of([&] { write([&] { m.set_filepath(nowhere_, "a.jpg"); }); }),
             "A master must have a real filepath.");
@@ -101,8 +101,8 @@ TEST_F(Media, NoDriveVolumeTakesRenditionsWithAnyPathButNoMasterAndCopiesSkipThe
       ids.push_back(media::create_rendition(h(), m, preview, nowhere_, path, "x").get_id());
     }
   });
-  EXPECT_EQ(cell("full_filepath", "media_table", ids[0]), "/");
-  EXPECT_EQ(cell("filename_search_index", "media_table", ids[3]), "");
+  EXPECT_EQ(cell("full_filepath", ids[0]), "/");
+  EXPECT_EQ(cell("filename_search_index", ids[3]), "");
   EXPECT_EQ(media::get_media(h(), m.get_id()).get_rendition_ids().size(), 4u);
 }
 
@@ -126,8 +126,8 @@ TEST_F(Media, DatesBecomeSearchRangesAndReadBackTheirPrecision) {
     write([&] { m.set_date({pt::time_from_string(c.date), c.precision}); });
     for (const char* table :
          {"media_table", "media_stack_sort_table", "version_stack_sort_table"}) {
-      EXPECT_EQ(cell("search_date_begin", table, m.get_id()), c.begin) << table;
-      EXPECT_EQ(cell("search_date_end", table, m.get_id()), c.end) << table;
+      EXPECT_EQ(cell("search_date_begin", m.get_id(), table), c.begin) << table;
+      EXPECT_EQ(cell("search_date_end", m.get_id(), table), c.end) << table;
     }
     const vael::media_date_t back = media::get_media(h(), m.get_id()).get_date();
     EXPECT_EQ(back.precision, c.precision);
@@ -135,19 +135,19 @@ TEST_F(Media, DatesBecomeSearchRangesAndReadBackTheirPrecision) {
     EXPECT_EQ(m.get_media_stack_sort_date().precision, c.precision);
     EXPECT_EQ(m.get_version_stack_sort_date().precision, c.precision);
   }
-  const std::string kept = cell("search_date_begin", "media_table", m.get_id());
+  const std::string kept = cell("search_date_begin", m.get_id());
   EXPECT_THROW(write([&] {
                  m.set_date({pt::time_from_string("2014-01-15 00:00:00"), 5});
                }),
                std::logic_error);
-  EXPECT_EQ(cell("search_date_begin", "media_table", m.get_id()), kept);
+  EXPECT_EQ(cell("search_date_begin", m.get_id()), kept);
 
   // A sort row lost by another writer is made again on the next date change.
   vael_test::run(
       db(), "DELETE FROM media_stack_sort_table WHERE media_id = " + std::to_string(m.get_id()));
   EXPECT_EQ(m.get_media_stack_sort_date().precision, 4) << "the media's own date without a row";
   write([&] { m.set_date({pt::time_from_string("2020-06-01 00:00:00"), 1}); });
-  EXPECT_EQ(cell("search_date_begin", "media_stack_sort_table", m.get_id()), "2020-06-01T00:00:00");
+  EXPECT_EQ(cell("search_date_begin", m.get_id(), "media_stack_sort_table"), "2020-06-01T00:00:00");
 }
 
 TEST_F(Media, RenditionsLinkToTheirMasterAndItsDateAtCreation) {
@@ -175,7 +175,7 @@ TEST_F(Media, RenditionsLinkToTheirMasterAndItsDateAtCreation) {
   EXPECT_EQ(r.get_master_id(), m.get_id());
   EXPECT_EQ(m.get_rendition_ids(), std::vector<int>{r.get_id()});
   EXPECT_EQ(r.get_rendition_description().get_id(), preview.get_id());
-  EXPECT_EQ(cell("search_date_begin", "media_table", r.get_id()), "2014-03-03T00:00:00");
+  EXPECT_EQ(cell("search_date_begin", r.get_id()), "2014-03-03T00:00:00");
   EXPECT_EQ(message_of([&] { m.get_master_id(); }), "Cannot get the master id of a master.");
   EXPECT_EQ(message_of([&] {
               write([&] { media::create_rendition(h(), r, preview, disk_, "x.jpg", "x"); });
