@@ -5,6 +5,7 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <functional>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -27,12 +28,11 @@ inline void PrintTo(const entry_data& v, std::ostream* out) {
   }
 }
 
-}  // namespace dbl
-
-namespace dbl_test {
+// Helpers of the tests, which are written in this namespace to see the library's names too.
+namespace test {
 
 // The message of the exception of type E that `fn` throws, or "<no exception>".
-template <typename E>
+template <typename E = std::logic_error>
 std::string message_of(const std::function<void()>& fn) {
   try {
     fn();
@@ -43,15 +43,14 @@ std::string message_of(const std::function<void()>& fn) {
 }
 
 // A nullable column outside the key and every index.
-inline dbl::column_description plain_column(const std::string& name, const std::type_info& type,
-                                            std::uint64_t width = 0) {
-  return {name, type, width, dbl::no_constraint, dbl::not_in_primary_key, dbl::not_indexed};
+inline column_description plain_column(const std::string& name, const std::type_info& type,
+                                       std::uint64_t width = 0) {
+  return {name, type, width, no_constraint, not_in_primary_key, not_indexed};
 }
 
 // A tag-like table: auto id, a name, a parent in the same table, a flag with a default, a
 // blob and a timestamp, with one named index.
-inline dbl::table_description tag_table() {
-  using namespace dbl;
+inline table_description tag_table() {
   table_description t("tag_table");
   t.add_column(
       column_description("name", typeid(std::string), 255, not_null, not_in_primary_key, indexed));
@@ -66,31 +65,31 @@ inline dbl::table_description tag_table() {
   return t;
 }
 
-using rows = std::vector<dbl::entry_data_vector>;
+using rows = std::vector<entry_data_vector>;
 
 // Every row of `table`, by id, in the table's own column kinds.
-inline rows all_rows(const dbl::database& db, const dbl::table_description& table) {
-  dbl::query q(db, "SELECT * FROM " + table.name() + " ORDER BY id");
+inline rows all_rows(const database& db, const table_description& table) {
+  query q(db, "SELECT * FROM " + table.name() + " ORDER BY id");
   q.set_columns(table);
   return rows(q.begin(), q.end());
 }
 
 // The first column of the first row of `sql`.
-inline int scalar(const dbl::database& db, const std::string& sql) {
-  return dbl::query(db, sql).select_ints().at(0);
+inline int scalar(const database& db, const std::string& sql) {
+  return query(db, sql).select_ints().at(0);
 }
 
 // The first column of every row of `sql`, as text.
-inline std::vector<std::string> texts(const dbl::database& db, const std::string& sql) {
-  dbl::query q(db, sql);
+inline std::vector<std::string> texts(const database& db, const std::string& sql) {
+  query q(db, sql);
   q.add_column("text", typeid(std::string));
   std::vector<std::string> out;
-  for (const dbl::entry_data_vector& row : q) out.push_back(row[0].as_string());
+  for (const entry_data_vector& row : q) out.push_back(row[0].as_string());
   return out;
 }
 
 // The auto id counter as stored in the database.
-inline int stored_counter(const dbl::database& db) {
+inline int stored_counter(const database& db) {
   return scalar(db, "SELECT last_assigned_id FROM _dbl_auto_id_table");
 }
 
@@ -100,18 +99,24 @@ class tag_db_test : public ::testing::Test {
   tag_db_test() { db_.create_table(tags_); }
 
   // Saves a new tag; REQUIRES an open transaction.
-  dbl::record save_tag(const std::string& name, dbl::entry_data parent = dbl::entry_data()) {
-    dbl::record r(db_, tags_);
+  record save_tag(const std::string& name, entry_data parent = entry_data()) {
+    record r(db_, tags_);
     r["name"] = name;
     r["parent_id"] = std::move(parent);
     r["flag"] = 0;
     r.save();
     return r;
   }
+  // Saves a new tag in a transaction of its own and returns its id.
+  int add_tag(const std::string& name, entry_data parent = entry_data()) {
+    int id = 0;
+    write([&] { id = save_tag(name, std::move(parent)).id(); });
+    return id;
+  }
   // Runs `step` in one committed transaction without undo.
   void write(const std::function<void()>& step) {
-    dbl::transaction t(db_);
-    t.begin(dbl::merge_policy, true);
+    transaction t(db_);
+    t.begin(merge_policy, true);
     step();
     t.end();
   }
@@ -119,8 +124,9 @@ class tag_db_test : public ::testing::Test {
 
   vantor_test::sandbox box_;
   const std::string file_ = box_.path("d.db");
-  dbl::sqlite_database db_{file_};
-  dbl::table_description tags_ = tag_table();
+  sqlite_database db_{file_};
+  table_description tags_ = tag_table();
 };
 
-}  // namespace dbl_test
+}  // namespace test
+}  // namespace dbl

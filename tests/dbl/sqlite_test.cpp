@@ -1,14 +1,10 @@
-#include <stdexcept>
-
 #include "dbl/sqlite/collation.h"
 #include "dbl/sqlite/error_mapper.h"
 #include "dbl/sqlite/sqlite_implementer.h"
 #include "tests/dbl/dbl_test_util.h"
 
-namespace dbl {
+namespace dbl::test {
 namespace {
-
-using dbl_test::message_of;
 
 // "<code> <message>" of the internal_database_error that `fn` throws.
 std::string coded_message(const std::function<void()>& fn) {
@@ -61,13 +57,13 @@ TEST(ErrorMapper, CodesWithoutAConnection) {
 }
 
 // The tag table in the file is left alone.
-using SqliteTest = dbl_test::tag_db_test;
+using SqliteTest = tag_db_test;
 
 TEST_F(SqliteTest, CollationInSql) {
   query(db_, "CREATE TABLE names (n TEXT)").execute();
   for (const char* n : {"img10", "IMG2", "img1"})
     query(db_, "INSERT INTO names VALUES (?)").bind(n).execute();
-  EXPECT_EQ(dbl_test::texts(db_, "SELECT n FROM names ORDER BY n COLLATE i18n_collate"),
+  EXPECT_EQ(texts(db_, "SELECT n FROM names ORDER BY n COLLATE i18n_collate"),
             (std::vector<std::string>{"img1", "IMG2", "img10"}));
 }
 
@@ -106,7 +102,7 @@ TEST_F(SqliteTest, ValuesRoundTripByDeclaredKind) {
 
   query wrong(db_, "SELECT i, b FROM v");
   wrong.add_column("i", typeid(int));
-  EXPECT_EQ(message_of<std::logic_error>([&] { wrong.first_row(); }),
+  EXPECT_EQ(message_of([&] { wrong.first_row(); }),
             "Could not read the result from the sqlite database, because there was an "
             "unexpected number of result entries for this row.");
 }
@@ -135,13 +131,13 @@ TEST_F(SqliteTest, IterationAndErrors) {
   EXPECT_EQ(q.select_ints(), (std::vector<int>{1, 2, 3}));
   auto it = q.begin();
   EXPECT_EQ(it.column_index("x"), 0);
-  EXPECT_EQ(message_of<std::logic_error>([&] { it.column_index("y"); }),
+  EXPECT_EQ(message_of([&] { it.column_index("y"); }),
             "The column y is not a valid result of this query.");
   ++it;
   ++it;
   ++it;
   EXPECT_TRUE(it == q.end());
-  EXPECT_EQ(message_of<std::logic_error>([&] { ++it; }),
+  EXPECT_EQ(message_of([&] { ++it; }),
             "An attempt to advance a query that had no more results was made.");
 
   EXPECT_EQ(coded_message([&] { query(db_, "INSERT INTO n VALUES (1)").execute(); }),
@@ -235,7 +231,7 @@ TEST_F(SqliteTest, CancelCallbacksInterruptALongQuery) {
   query q(db_, kLongQuery);
   q.add_column("m", typeid(int));
   int calls = 0;
-  EXPECT_EQ(message_of<std::logic_error>([&] { db_.current_cancel_callback(); }),
+  EXPECT_EQ(message_of([&] { db_.current_cancel_callback(); }),
             "There is no callback currently set");
   {
     sqlite_util::scoped_cancel_callback outer(db_, [&] { return ++calls, jtb::progress_continue; });
@@ -258,4 +254,4 @@ TEST_F(SqliteTest, CancelCallbacksInterruptALongQuery) {
 }
 
 }  // namespace
-}  // namespace dbl
+}  // namespace dbl::test
