@@ -63,8 +63,9 @@ inline int add_media(vael::internal_connection& c, const std::string& file) {
   m.set("filename_search_index", file);
   m.set("mime_type", "image/jpeg");
   m.set("volume_id", dbl::auto_id{1});
-  m.set("search_date_begin", pt::ptime(pt::time_from_string("2020-01-01 00:00:00")));
-  m.set("search_date_end", pt::ptime(pt::time_from_string("2020-01-01 00:00:00")));
+  const pt::ptime date = pt::time_from_string("2020-01-01 00:00:00");
+  m.set("search_date_begin", date);
+  m.set("search_date_end", date);
   m.set("rendition_description_id", dbl::auto_id{0});
   m.save();
   c.media_tracker().mark_changed(m.id());

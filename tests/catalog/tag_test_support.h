@@ -2,6 +2,7 @@
 
 #include "catalog/custom_tag_namespace.h"
 #include "catalog/tag.h"
+#include "catalog/volume_manager.h"
 #include "catalog_util/well_known_tags.h"
 #include "tests/catalog/catalog_test_support.h"
 
@@ -22,6 +23,7 @@ class tag_catalog : public ::testing::Test {
 
   const vael::connection_handle& h() const { return c_.handle(); }
   dbl::database& db() const { return c_.get().database(); }
+  vael::volume_manager volumes() const { return vael::get_volume_manager(h()); }
 
   // Runs `step` in one committed transaction; an exception rolls it back and passes on.
   void write(const std::function<void()>& step) {
@@ -29,6 +31,13 @@ class tag_catalog : public ::testing::Test {
     t.begin(vael::without_undo, vael::lock_now);
     step();
     t.commit();
+  }
+  // Runs `step` in one transaction that records its undo.
+  jtb::undo_object with_undo(const std::function<void()>& step) {
+    vael::transaction t(h());
+    t.begin(vael::with_undo, vael::lock_now);
+    step();
+    return t.commit_with_undo();
   }
   // A media row, and a root tag that can hold media, each made in a transaction of its own.
   int new_media(const std::string& file) {
