@@ -55,7 +55,7 @@ bool SetImmutable(const std::string& folder, bool on) {
   return ok;
 }
 
-TEST(RegSettings, OneIniFilePerKeyAndHiveReadAsTextAndWritesThatCannotLandAreReported) {
+TEST(SettingsFiles, OneIniFilePerKeyAndHiveReadAsTextFailuresReportedUuidsKept) {
   vantor_test::sandbox box;
   {
     RegSettingsCU user("software\\norvane\\Strand");
@@ -76,17 +76,17 @@ TEST(RegSettings, OneIniFilePerKeyAndHiveReadAsTextAndWritesThatCannotLandAreRep
   box.write_file("registry/HKEY_LOCAL_MACHINE/a/b.ini",
                  "[General]\nlist=jpg,png,tif\nquoted=\"x,y\"\nnumber=12\nword=twelve\nminus=-1\n");
   const RegSettingsLM key("a\\b");
-  EXPECT_EQ(key.get_string("list") + "|" + key.get_string("quoted") + "|" +
-                key.get_string("missing", "dflt"),
-            "jpg,png,tif|x,y|dflt");
-  EXPECT_EQ(std::make_tuple(key.get_int("number", -1), key.get_int("word", -1),
-                            key.get_bool("missing", true)),
-            std::make_tuple(12, -1, true));
+  EXPECT_EQ(key.get_string("list"), "jpg,png,tif");
+  EXPECT_EQ(key.get_string("quoted"), "x,y");
+  EXPECT_EQ(key.get_int("number", -1), 12);
+  EXPECT_EQ(key.get_int("word", -1), -1);
+  EXPECT_EQ(key.get_string("missing", "dflt"), "dflt");
+  EXPECT_TRUE(key.get_bool("missing", true));
   // The older reader: a stored -1 is all bits set; the flag picks the hive.
   const omb_util::reg_key_t machine("a\\b", omb_util::kKeyRead64, true);
-  EXPECT_EQ(std::make_tuple(machine.read_unsigned("number"), machine.read_unsigned("minus", 7u),
-                            machine.read_unsigned("word", 7u)),
-            std::make_tuple(12u, 0xFFFFFFFFu, 7u));
+  EXPECT_EQ(machine.read_unsigned("number"), 12u);
+  EXPECT_EQ(machine.read_unsigned("minus", 7u), 0xFFFFFFFFu);
+  EXPECT_EQ(machine.read_unsigned("word", 7u), 7u);
   EXPECT_EQ(omb_util::reg_key_t("a\\b", omb_util::kKeyRead, false).read_string("list", "-"), "-");
   EXPECT_EQ(sync_reg_util::SettingsFilePath("HKEY_LOCAL_MACHINE\\", "\\x\\..\\.\\y\\"),
             box.path("registry/HKEY_LOCAL_MACHINE/x/y.ini"));
@@ -98,8 +98,39 @@ TEST(RegSettings, OneIniFilePerKeyAndHiveReadAsTextAndWritesThatCannotLandAreRep
   RegSettingsCU blocked("k");
   blocked.set_string("v", "1");
   EXPECT_NE(blocked.status(), QSettings::NoError);
-
   ::setenv("VANTOR_SETTINGS_ROOT", box.path("registry").c_str(), 1);
+
+  box.write_file("a.ini", "[s]\nk=v\nlist=a,b\n");
+  vantor_env::ini_file file(box.path("a.ini"));
+  EXPECT_EQ(file.read_string("s", "k") + "|" + file.read_string("s", "list"), "v|a,b");
+  EXPECT_TRUE(file.write_string("s", "new", std::string(3000, 'w')));
+  EXPECT_EQ(file.read_string("s", "new"), std::string(2047, 'w'));
+  EXPECT_EQ(file.read_string("s", "missing"), "");
+  EXPECT_EQ(file.status(), vantor_env::ini_file::kNotFound);
+  EXPECT_EQ(file.read_string("s", "k"), "") << "a failure sticks";
+  EXPECT_FALSE(file.write_string("s", "k", "x"));
+  EXPECT_EQ(vantor_env::ini_file(box.path("a.ini")).read_string("s", "k"), "v");
+
+  vantor_env::ini_file unwritable(box.path("blocker/x.ini"));
+  EXPECT_FALSE(unwritable.write_string("s", "k", "v"));
+  EXPECT_NE(unwritable.status(), vantor_env::ini_file::kOk);
+
+  EXPECT_NE(vantor_env::NewUuid(), vantor_env::NewUuid());
+  vantor_env::uuid_bytes bytes{};
+  ASSERT_TRUE(vantor_env::UuidFromText("{01234567-89AB-CDEF-0123-456789ABCDEF}", bytes));
+  EXPECT_EQ(bytes[0], 0x01);
+  EXPECT_EQ(vantor_env::UuidToText(bytes), "01234567-89ab-cdef-0123-456789abcdef");
+  EXPECT_FALSE(vantor_env::UuidFromText("not-a-uuid", bytes));
+  EXPECT_EQ(bytes[0], 0x01);
+
+  const std::string stored = vantor_env::GetStoredUuid("Ids", "Machine");
+  EXPECT_TRUE(stored.size() == 36 &&
+              stored.find_first_not_of("0123456789abcdef-") == std::string::npos)
+      << stored;
+  EXPECT_EQ(vantor_env::GetStoredUuid("Ids", "Machine"), stored);
+  EXPECT_NE(vantor_test::read_file(box.path("usr/share/Norvane/Tessarin/UUID.ini")).find(stored),
+            std::string::npos);
+
   RegSettingsCU("k").set_string("v", "old");
   const std::string folder = box.path("registry/HKEY_CURRENT_USER");
   if (!SetImmutable(folder, true)) GTEST_SKIP() << "cannot make a folder immutable here";
@@ -125,10 +156,16 @@ void WriteEditorValue(const vantor_test::sandbox& box, const std::string& editor
                  std::string("[General]\n") + name + "=\"" + value + "\"\n");
 }
 
-TEST(RegistryValues, RulesOfSingleValues) {
+// A reading as one value: disabled, force update, interval, proxy, retry, additional config.
+std::tuple<bool, bool, int, int, int, int> Values(const vantor_env::server_config_t& c) {
+  return {c.halcyn_disabled, c.force_update_enabled,   c.sync_interval,
+          c.proxy_gen,       c.delayed_retry_interval, c.additional_config};
+}
+
+TEST(RegistryValues, RulesOfSingleValuesAndTheServerConfigHeldForItsInterval) {
   vantor_test::sandbox box;
-  EXPECT_EQ(vantor_env::GetServerDomainName(), "");
-  EXPECT_EQ(vantor_env::GetErrorTimeout(), -1);
+  EXPECT_EQ(vantor_env::GetServerDomainName() + std::to_string(vantor_env::GetErrorTimeout()),
+            "-1");
   // The sync catalog path has one value name per version.
   box.write_file("registry/HKEY_CURRENT_USER/software/norvane/Strand.ini",
                  "[General]\nCurrentSyncCatalogPath=/c7\nOMB8SyncCatalogPath=/c8\n"
@@ -139,23 +176,14 @@ TEST(RegistryValues, RulesOfSingleValues) {
   for (const auto& [version, path] : expected)
     EXPECT_EQ(vantor_env::GetSyncCatalog(version), path) << version;
 
-  EXPECT_EQ(vantor_env::GetServerDomainName(), "host/");
-  EXPECT_EQ(vantor_env::GetErrorTimeout(), 30000000000L);
+  EXPECT_EQ(vantor_env::GetServerDomainName() + std::to_string(vantor_env::GetErrorTimeout()),
+            "host/30000000000");
 
   // The first reading finds nothing, gives -1 and leaves 0 behind.
   EXPECT_EQ(vantor_env::GetHalcynAgentMsgLevel(), -1);
   EXPECT_EQ(RegSettingsCU(reg::kOrganizerSettingsKey).get_int(reg::kHalcynAgentMsgLevel, 99), 0);
   EXPECT_EQ(vantor_env::GetHalcynAgentMsgLevel(), 0);
-}
 
-// A reading as one value: disabled, force update, interval, proxy, retry, additional config.
-std::tuple<bool, bool, int, int, int, int> Values(const vantor_env::server_config_t& c) {
-  return {c.halcyn_disabled, c.force_update_enabled,   c.sync_interval,
-          c.proxy_gen,       c.delayed_retry_interval, c.additional_config};
-}
-
-TEST(ServerConfig, StoredValuesUntilAFetchSucceedsThenHeldForTheInterval) {
-  vantor_test::sandbox box;
   std::uint64_t now = 1000;
   vantor_env::SetServerConfigTickSource([&now] { return now; });
   box.write_file("registry/HKEY_CURRENT_USER/software/norvane/tessarin/14.0/Organizer.ini",
@@ -228,41 +256,6 @@ TEST(EditorValues, KsvDisabledOnlyWhenBothEditorsSay1AndCountrySettingsFirstThen
   }
 }
 
-TEST(IniFile, FailureIsStickyAndUuidsAreKeptInOne) {
-  vantor_test::sandbox box;
-  box.write_file("a.ini", "[s]\nk=v\nlist=a,b\n");
-  vantor_env::ini_file file(box.path("a.ini"));
-  EXPECT_EQ(file.read_string("s", "k") + "|" + file.read_string("s", "list"), "v|a,b");
-  EXPECT_TRUE(file.write_string("s", "new", std::string(3000, 'w')));
-  EXPECT_EQ(file.read_string("s", "new"), std::string(2047, 'w'));
-  EXPECT_EQ(file.read_string("s", "missing"), "");
-  EXPECT_EQ(file.status(), vantor_env::ini_file::kNotFound);
-  EXPECT_EQ(file.read_string("s", "k"), "") << "a failure sticks";
-  EXPECT_FALSE(file.write_string("s", "k", "x"));
-  EXPECT_EQ(vantor_env::ini_file(box.path("a.ini")).read_string("s", "k"), "v");
-
-  box.write_file("blocker", "");
-  vantor_env::ini_file unwritable(box.path("blocker/x.ini"));
-  EXPECT_FALSE(unwritable.write_string("s", "k", "v"));
-  EXPECT_NE(unwritable.status(), vantor_env::ini_file::kOk);
-
-  EXPECT_NE(vantor_env::NewUuid(), vantor_env::NewUuid());
-  vantor_env::uuid_bytes bytes{};
-  ASSERT_TRUE(vantor_env::UuidFromText("{01234567-89AB-CDEF-0123-456789ABCDEF}", bytes));
-  EXPECT_EQ(bytes[0], 0x01);
-  EXPECT_EQ(vantor_env::UuidToText(bytes), "01234567-89ab-cdef-0123-456789abcdef");
-  EXPECT_FALSE(vantor_env::UuidFromText("not-a-uuid", bytes));
-  EXPECT_EQ(bytes[0], 0x01);
-
-  const std::string stored = vantor_env::GetStoredUuid("Ids", "Machine");
-  EXPECT_TRUE(stored.size() == 36 &&
-              stored.find_first_not_of("0123456789abcdef-") == std::string::npos)
-      << stored;
-  EXPECT_EQ(vantor_env::GetStoredUuid("Ids", "Machine"), stored);
-  EXPECT_NE(vantor_test::read_file(box.path("usr/share/Norvane/Tessarin/UUID.ini")).find(stored),
-            std::string::npos);
-}
-
 // Through the store itself: a hand edit of the same size within one millisecond can go unseen
 // by the store's in-process cache.
 void SetCurrentCatalog(const std::string& folder) {
@@ -270,10 +263,8 @@ void SetCurrentCatalog(const std::string& folder) {
       .set_string("CurrentCatalogPath", folder);
 }
 
-TEST(CatalogPaths, FixedNamesAppDataFoldersAndTheIdentityConflictsAndDeletesOfACatalog) {
+TEST(CatalogPaths, AgentNamesAppDataFoldersAndTheIdentityConflictsAndDeletesOfACatalog) {
   vantor_test::sandbox box;
-  EXPECT_EQ(vantor_env::GetCatalogFileName(), "catalog.omb14db");
-  EXPECT_EQ(vantor_env::GetSyncDbFileName(), "catalog_halcynUserID.syncdb");
   for (int outside : {6, 14}) EXPECT_EQ(vantor_env::GetFormerAgentName(outside), "") << outside;
   EXPECT_EQ(vantor_env::GetFormerAgentName(7), "tessarinsyncagent-1.0-en_us");
   EXPECT_EQ(vantor_env::GetFormerAgentName(13), "tessarinhalcynagent-14.0-en_us");
@@ -511,7 +502,7 @@ TEST(MountTable, ParsesLinesFindsTheInnermostMountBehindSymlinksAndTellsNetworkM
     EXPECT_EQ(vantor_env::IsNetworkMount(type, source), network) << type << " " << source;
 }
 
-TEST(MountTable, IdentifiesDisksFromCraftedDeviceTrees) {
+TEST(Volumes, IdentifiedFromCraftedDeviceTreesAndFactsOfMountedOnes) {
   vantor_test::sandbox box;
   const fs::path root = fs::canonical(box.root());
   const fs::path sys = root / "sys";
@@ -555,15 +546,12 @@ TEST(MountTable, IdentifiesDisksFromCraftedDeviceTrees) {
     const auto id = vantor_env::IdentifyFileSystem(vantor_env::ParseMountInfo(line).at(0), where);
     EXPECT_EQ(std::make_pair(id.serial, id.kind), std::make_pair(serial, kind)) << line;
   }
-}
 
-TEST(VolumeInfo, KindsAndFactsOfMountedVolumes) {
-  vantor_test::sandbox box;
-  const vantor_env::volume_info_t here = vantor_env::GetVolumeInfo(box.root());
-  ASSERT_TRUE(here.valid);
-  EXPECT_TRUE(!here.root.empty() && box.root().rfind(here.root, 0) == 0) << here.root;
-  EXPECT_FALSE(here.file_system.empty());
-  EXPECT_EQ(vantor_env::GetVolumeInfo(box.root() + "\\").serial, here.serial);
+  const vantor_env::volume_info_t info = vantor_env::GetVolumeInfo(box.root());
+  ASSERT_TRUE(info.valid);
+  EXPECT_TRUE(!info.root.empty() && box.root().rfind(info.root, 0) == 0) << info.root;
+  EXPECT_FALSE(info.file_system.empty());
+  EXPECT_EQ(vantor_env::GetVolumeInfo(box.root() + "\\").serial, info.serial);
   EXPECT_EQ(vantor_env::GetNetworkPath(box.root()), "");
 
   EXPECT_EQ(vantor_env::GetDriveType(box.path("does/not/exist")), vantor_env::kDriveNoRootDir);
@@ -571,7 +559,7 @@ TEST(VolumeInfo, KindsAndFactsOfMountedVolumes) {
   if (vantor_env::GetVolumeInfo("/dev/shm").file_system == "tmpfs") {
     EXPECT_EQ(vantor_env::GetDriveType("/dev/shm"), vantor_env::kDriveRamDisk);
   }
-  if (here.file_system == "ext4" || here.file_system == "xfs" || here.file_system == "btrfs") {
+  if (info.file_system == "ext4" || info.file_system == "xfs" || info.file_system == "btrfs") {
     EXPECT_EQ(vantor_env::GetDriveType(box.root()), vantor_env::kDriveFixed);
   }
 }
