@@ -225,7 +225,7 @@ class SyncCatalogTest : public ::testing::Test {
 
 // The album list and its failures go through the screen export's tests; these are the
 // clients that cannot serve at all, and the clock, which needs no sign-in.
-TEST_F(SyncCatalogTest, ServerTimeIsAppended) {
+TEST_F(SyncCatalogTest, ServerTimeIsAppendedAndClientsThatCannotServeFail) {
   std::string time = "kept:";
   std::filesystem::remove(env_.box().path("ksv.json"));
   EXPECT_FALSE(VTL::GetCurrentServerTimeFromKSV(time)) << "no state file";
@@ -235,19 +235,15 @@ TEST_F(SyncCatalogTest, ServerTimeIsAppended) {
   write_state("{\"albums\": 3}");
   EXPECT_FALSE(VTL::GetCurrentServerTimeFromKSV(time)) << "malformed state";
   EXPECT_EQ(time, "kept:2024-05-01T10:00:00Z");
-}
 
-TEST_F(SyncCatalogTest, UnreachableClientsFailQuietlyAndARefusalIsLogged) {
-  const struct {
-    std::string client;
-    const char* log;
-  } cases[] = {{env_.box().path("nowhere.so"), ""},
-               {VANTOR_TEST_KSV_NO_ENTRY, ""},
-               {VANTOR_TEST_KSV_REFUSING, "Vantor : KSV Library Pointer not valid\n"}};
-  for (const auto& c : cases) {
-    ::setenv("VANTOR_KSV_LIBRARY", c.client.c_str(), 1);
-    std::string time;
-    EXPECT_FALSE(VTL::GetCurrentServerTimeFromKSV(time)) << c.client;
+  // Clients that cannot serve fail quietly, and a refusal is logged.
+  const std::pair<std::string, std::string> cases[] = {
+      {env_.box().path("nowhere.so"), ""},
+      {VANTOR_TEST_KSV_NO_ENTRY, ""},
+      {VANTOR_TEST_KSV_REFUSING, "Vantor : KSV Library Pointer not valid\n"}};
+  for (const auto& [client, log] : cases) {
+    ::setenv("VANTOR_KSV_LIBRARY", client.c_str(), 1);
+    EXPECT_FALSE(VTL::GetCurrentServerTimeFromKSV(time)) << client;
     VTL::error_code code = VTL::success;
     EXPECT_EQ(capture_stderr([&] {
                 try {
@@ -256,9 +252,9 @@ TEST_F(SyncCatalogTest, UnreachableClientsFailQuietlyAndARefusalIsLogged) {
                   code = e;
                 }
               }),
-              c.log)
-        << c.client;
-    EXPECT_EQ(code, VTL::unknown_error) << c.client;
+              log)
+        << client;
+    EXPECT_EQ(code, VTL::unknown_error) << client;
   }
 }
 
@@ -278,35 +274,23 @@ constexpr char kLocalTail[] = "\n</tagnamespace>\n</tagsdata>\n</syncsettings>";
 
 TEST_F(SyncCatalogTest, ScreenLocalTreeIsExactAndMarksFollowTheStatus) {
   make_catalog();
-  const struct {
-    const char* name;
-    int parent;  // index into the table, -1 for the top of collection_ns
-    bool group;
-    int status;  // -1: no value
-    const char* acl;
-  } albums[] = {
-      {"Holiday & \"trip\"", -1, false, -1, nullptr},
-      {"Family", -1, true, 2, nullptr},
-      {"Kids", 1, false, 1, "r"},
-      {"Pets", 1, false, 1, "w"},
-      {"Cleared", 1, false, 0, nullptr},
-  };
   std::vector<int> ids;
   write([&](const vael::connection_handle& h) {
     const auto ns = vael::get_custom_tag_namespace(h, vael_util::ns_name::collection);
-    std::vector<vael::tag> tags;
-    for (const auto& a : albums) {
-      const vael::tag_type_t& type =
-          a.group ? vael_util::album_group_type() : vael_util::album_type();
-      tags.push_back(a.parent < 0 ? ns.create_tag(a.name, type)
-                                  : tags[static_cast<size_t>(a.parent)].create_child(a.name, type));
-      ids.push_back(tags.back().get_id());
-      if (a.status >= 0) {
-        vael_util::create_tag_metadata(h, md::tag_sync_status, 1, ids.back(),
-                                       std::int64_t{a.status});
+    // Keeps the tag's id; `status` -1 writes no status.
+    const auto keep = [&](const vael::tag& t, int status, const char* acl = nullptr) {
+      ids.push_back(t.get_id());
+      if (status >= 0) {
+        vael_util::create_tag_metadata(h, md::tag_sync_status, 1, t.get_id(), std::int64_t{status});
       }
-      if (a.acl != nullptr) vael_util::create_tag_metadata(h, md::acl_public, 0, ids.back(), a.acl);
-    }
+      if (acl != nullptr) vael_util::create_tag_metadata(h, md::acl_public, 0, t.get_id(), acl);
+      return t;
+    };
+    keep(ns.create_tag("Holiday & \"trip\"", vael_util::album_type()), -1);
+    const vael::tag family = keep(ns.create_tag("Family", vael_util::album_group_type()), 2);
+    keep(family.create_child("Kids", vael_util::album_type()), 1, "r");
+    keep(family.create_child("Pets", vael_util::album_type()), 1, "w");
+    keep(family.create_child("Cleared", vael_util::album_type()), 0);
     // Neither these nor their children are shown.
     ns.create_tag("Viiv", vael_util::album_intel_viiv_type())
         .create_child("Inner", vael_util::album_type());
@@ -376,45 +360,42 @@ TEST_F(SyncCatalogTest, ScreenFailuresGiveTheirResultsAndLogs) {
       write_state(std::string(R"({"ticket": "t-1", "list_tags_status": ")") + status + "\"}");
     };
   };
-  const struct {
-    const char* name;
-    std::function<void()> setup;
-    VTL::error_code code;
-    std::string log;
-    std::string online;
-  } cases[] = {
-      {"sync catalog elsewhere", [this] { env_.write_strand("/elsewhere", "ann", "t-1"); },
-       VTL::change_catalog_required, "Vantor : Change Sync Catalog required\n", "O:"},
-      {"signed out", [this] { env_.write_strand(folder_, "", ""); }, VTL::not_logged_in,
-       "Vantor : Not Logged In Error\n", "O:"},
-      {"no client",
-       [this] { ::setenv("VANTOR_KSV_LIBRARY", env_.box().path("none.so").c_str(), 1); },
-       VTL::unknown_error, "", "O:"},
-      {"ticket refused", [this] { write_state(R"({"ticket": "t-2"})"); }, VTL::invalid_credentials,
-       "Vantor : Invalid Credentials.Failed in SetAuthInfo Call:\n", "O:"},
-      // The status goes to the log as a decimal number: the code's first letter is its top byte.
-      {"invalid credentials", listing("icrd"), VTL::invalid_credentials, list_fail + "1768125028\n",
-       "O:"},
-      {"expired session", listing("esex"), VTL::invalid_credentials, list_fail + "1702061432\n",
-       "O:"},
-      {"other list failure", listing("oops"), VTL::unknown_error, list_fail + "1869574259\n", "O:"},
-      {"no catalog file", [] {}, VTL::catalog_error,
-       "Vantor : Unable to retrive from Vael.Connection not valid.\n", online_ok},
-      {"no collection_ns", [this] { make_catalog(false); }, VTL::unknown_error,
-       "Vantor : Unhandled Exception.\n", online_ok},
-  };
-  for (const auto& c : cases) {
+  // Name, setup, result, log and online text.
+  const std::tuple<const char*, std::function<void()>, VTL::error_code, std::string, std::string>
+      cases[] = {
+          {"sync catalog elsewhere", [this] { env_.write_strand("/elsewhere", "ann", "t-1"); },
+           VTL::change_catalog_required, "Vantor : Change Sync Catalog required\n", "O:"},
+          {"signed out", [this] { env_.write_strand(folder_, "", ""); }, VTL::not_logged_in,
+           "Vantor : Not Logged In Error\n", "O:"},
+          {"no client",
+           [this] { ::setenv("VANTOR_KSV_LIBRARY", env_.box().path("none.so").c_str(), 1); },
+           VTL::unknown_error, "", "O:"},
+          {"ticket refused", [this] { write_state(R"({"ticket": "t-2"})"); },
+           VTL::invalid_credentials, "Vantor : Invalid Credentials.Failed in SetAuthInfo Call:\n",
+           "O:"},
+          // The status goes to the log as a decimal number: the code's first letter is its top
+          // byte.
+          {"invalid credentials", listing("icrd"), VTL::invalid_credentials,
+           list_fail + "1768125028\n", "O:"},
+          {"expired session", listing("esex"), VTL::invalid_credentials, list_fail + "1702061432\n",
+           "O:"},
+          {"other list failure", listing("oops"), VTL::unknown_error, list_fail + "1869574259\n",
+           "O:"},
+          {"no catalog file", [] {}, VTL::catalog_error,
+           "Vantor : Unable to retrive from Vael.Connection not valid.\n", online_ok},
+          {"no collection_ns", [this] { make_catalog(false); }, VTL::unknown_error,
+           "Vantor : Unhandled Exception.\n", online_ok},
+      };
+  for (const auto& [name, setup, code, log, online] : cases) {
     std::filesystem::remove(catalog_);
     env_.write_strand(folder_, "ann", "t-1");
     write_state(R"({"ticket": "t-1"})");
     ::setenv("VANTOR_KSV_LIBRARY", VANTOR_TEST_KSV_LOCAL, 1);
-    c.setup();
+    setup();
     const screen_result r = screen(false);
-    EXPECT_EQ(r.code, c.code) << c.name;
-    EXPECT_EQ(r.log, c.log) << c.name;
-    EXPECT_EQ(r.online, c.online) << c.name;
-    EXPECT_EQ(r.local, "L:") << c.name;
-    EXPECT_EQ(vantor_prefs::gCatalogFolder, folder_) << c.name;
+    EXPECT_EQ(std::tie(r.code, r.log, r.online, r.local), std::tie(code, log, online, "L:"))
+        << name;
+    EXPECT_EQ(vantor_prefs::gCatalogFolder, folder_) << name;
   }
 }
 

@@ -64,38 +64,33 @@ TEST(SyncPrefsXml, WriterBytes) {
                       true,  false,       true,    false, true,  false, 0,
                       "",    "/a&b\"c<d", INT_MIN, "",    0,     "",    0};
 
-  const struct {
-    const char* name;
-    SyncPrefs prefs;
-    std::string xml;
-  } cases[] = {
-      {"fields set", set,
-       "<syncon value = \"true\"><newalbumssyncauto value= \"false\" servertime = "
-       "\"2026-11-23\"/><askbeforedelete value = \"true\"/><resolveconflictsauto "
-       "value = \"false\"/><restrictfilesize value= \"12.500000\" selected =\"true\"/>"
-       "<syncallselection value = \"false\"/><downloadlocationpath value = "
-       "\"/u/Norvane\"/><syncOnSystemIdle value = \"true\"/><syncEntireCatalog "
-       "value = \"false\"/><defaultLibraryNxId value = \"nx-1\"/><defaultLibraryVaelId value = "
-       "\"-3\"/><syncFileTypes><syncPhotos value = \"true\"/><syncVideo value = \"false\"/>"
-       "<syncAudio value = \"true\"/><syncPDFs value = \"false\"/><syncCreations value = "
-       "\"true\"/></syncFileTypes><version value = \"12\"/><curCatalogGUID value = \"abc\"/>"
-       "<deleteMediaPref value = \"2\"/></syncon>"},
-      {"raw strings, zero size", raw,
-       "<syncon value = \"false\"><newalbumssyncauto value= \"true\" servertime = \"\"/>"
-       "<askbeforedelete value = \"false\"/><resolveconflictsauto value = \"true\"/>"
-       "<restrictfilesize value= \"0.000000\" selected =\"false\"/><syncallselection value = "
-       "\"true\"/><downloadlocationpath value = \"/a&b\"c<d\"/><syncOnSystemIdle value = "
-       "\"false\"/><syncEntireCatalog value = \"true\"/><defaultLibraryNxId value = \"\"/>"
-       "<defaultLibraryVaelId value = \"0\"/><syncFileTypes><syncPhotos value = \"false\"/>"
-       "<syncVideo value = \"true\"/><syncAudio value = \"false\"/><syncPDFs value = \"true\"/>"
-       "<syncCreations value = \"false\"/></syncFileTypes><version value = \"-2147483648\"/>"
-       "<curCatalogGUID value = \"\"/><deleteMediaPref value = \"0\"/></syncon>"},
-  };
-  for (const auto& c : cases) EXPECT_EQ(VTL::GetXMLForSyncPrefs(c.prefs), c.xml) << c.name;
+  const std::string set_xml =
+      "<syncon value = \"true\"><newalbumssyncauto value= \"false\" servertime = "
+      "\"2026-11-23\"/><askbeforedelete value = \"true\"/><resolveconflictsauto "
+      "value = \"false\"/><restrictfilesize value= \"12.500000\" selected =\"true\"/>"
+      "<syncallselection value = \"false\"/><downloadlocationpath value = "
+      "\"/u/Norvane\"/><syncOnSystemIdle value = \"true\"/><syncEntireCatalog "
+      "value = \"false\"/><defaultLibraryNxId value = \"nx-1\"/><defaultLibraryVaelId value = "
+      "\"-3\"/><syncFileTypes><syncPhotos value = \"true\"/><syncVideo value = \"false\"/>"
+      "<syncAudio value = \"true\"/><syncPDFs value = \"false\"/><syncCreations value = "
+      "\"true\"/></syncFileTypes><version value = \"12\"/><curCatalogGUID value = \"abc\"/>"
+      "<deleteMediaPref value = \"2\"/></syncon>";
+  EXPECT_EQ(VTL::GetXMLForSyncPrefs(set), set_xml);
+  EXPECT_EQ(
+      VTL::GetXMLForSyncPrefs(raw),
+      "<syncon value = \"false\"><newalbumssyncauto value= \"true\" servertime = \"\"/>"
+      "<askbeforedelete value = \"false\"/><resolveconflictsauto value = \"true\"/>"
+      "<restrictfilesize value= \"0.000000\" selected =\"false\"/><syncallselection value = "
+      "\"true\"/><downloadlocationpath value = \"/a&b\"c<d\"/><syncOnSystemIdle value = "
+      "\"false\"/><syncEntireCatalog value = \"true\"/><defaultLibraryNxId value = \"\"/>"
+      "<defaultLibraryVaelId value = \"0\"/><syncFileTypes><syncPhotos value = \"false\"/>"
+      "<syncVideo value = \"true\"/><syncAudio value = \"false\"/><syncPDFs value = \"true\"/>"
+      "<syncCreations value = \"false\"/></syncFileTypes><version value = \"-2147483648\"/>"
+      "<curCatalogGUID value = \"\"/><deleteMediaPref value = \"0\"/></syncon>");
 
   // The writer's text reads back whole when no string needs escaping.
   prefs_env env;
-  EXPECT_EQ(fields(Parse(cases[0].xml)), fields(set));
+  EXPECT_EQ(fields(Parse(set_xml)), fields(set));
 
   std::string out = "x";
   vantor_prefs::XmlEscape("a<b>&\"'\x01\xc3\xa9", out);
@@ -121,11 +116,8 @@ TEST(SyncPrefsXml, ParserRulesAndTheDefaultText) {
     chain += "<!ENTITY e" + std::to_string(i) + " \"&e" + std::to_string(i - 1) + ";\">";
   }
   const auto syncon = [](SyncPrefs& p) { p.syncon = true; };
-  const struct {
-    const char* name;
-    std::string xml;
-    std::function<void(SyncPrefs&)> expect;
-  } cases[] = {
+  // Name, text, and the fields the text sets apart from the defaults.
+  const std::tuple<const char*, std::string, std::function<void(SyncPrefs&)>> cases[] = {
       {"empty", "", [](SyncPrefs&) {}},
       {"not xml", "syncon=true", [](SyncPrefs&) {}},
       {"only lower-case true", "<syncPhotos value=\"TRUE\"/>",
@@ -175,13 +167,13 @@ TEST(SyncPrefsXml, ParserRulesAndTheDefaultText) {
          p.version = 12;
        }},
   };
-  for (const auto& c : cases) {
+  for (const auto& [name, xml, expect] : cases) {
     SyncPrefs expected = parser_defaults(env.download_path());
-    c.expect(expected);
-    EXPECT_EQ(fields(Parse(c.xml)), fields(expected)) << c.name;
+    expect(expected);
+    EXPECT_EQ(fields(Parse(xml)), fields(expected)) << name;
   }
 
-  EXPECT_EQ(cases[std::size(cases) - 1].xml,
+  EXPECT_EQ(std::get<1>(cases[std::size(cases) - 1]),
             "<syncon value = \"true\"><newalbumssyncauto value= \"true\" servertime =\"\"/>"
             "<askbeforedelete value =\"false\"/><resolveconflictsauto value = \"false\"/>"
             "<restrictfilesize value=\"\" selected = \"false\"/><syncallselection value = "
@@ -238,8 +230,7 @@ TEST(PrefFiles, SetSyncPrefsWritesTheUsersFile) {
   std::signal(SIGXFSZ, SIG_IGN);
   rlimit saved{};
   ::getrlimit(RLIMIT_FSIZE, &saved);
-  rlimit small = saved;
-  small.rlim_cur = 64;
+  const rlimit small{64, saved.rlim_max};
   ::setrlimit(RLIMIT_FSIZE, &small);
   const bool written = VTL::SetSyncPrefs(parser_defaults("/new"), folder, "other");
   ::setrlimit(RLIMIT_FSIZE, &saved);
@@ -256,25 +247,19 @@ TEST(PrefFiles, SetSyncPrefsWritesTheUsersFile) {
 // The creation setting is written only while the sync catalog is the organizer's open one,
 // and with GetSyncPrefs reading nothing its value is always false.
 TEST(PrefFiles, CreationSettingFollowsTheOpenCatalog) {
-  const struct {
-    const char* name;
-    const char* sync_catalog;
-    const char* open_catalog;
-    bool written;
-  } cases[] = {
-      {"same catalog", "/c/one", "/c/one", true},
-      {"both empty", "", "", true},
-      {"other catalog", "/c/one", "/c/two", false},
-      {"case differs", "/c/One", "/c/one", false},
-  };
-  for (const auto& c : cases) {
+  // The sync catalog, the organizer's open one, and whether the setting is written.
+  const std::tuple<std::string, std::string, bool> cases[] = {{"/c/one", "/c/one", true},
+                                                              {"", "", true},
+                                                              {"/c/one", "/c/two", false},
+                                                              {"/c/One", "/c/one", false}};
+  for (const auto& [sync_catalog, open_catalog, written] : cases) {
     prefs_env env;
-    env.write_strand(c.sync_catalog, "", "");
-    env.write_user_key(kOrganizerKey, std::string("CurrentCatalogPath=") + c.open_catalog + "\n");
+    env.write_strand(sync_catalog, "", "");
+    env.write_user_key(kOrganizerKey, "CurrentCatalogPath=" + open_catalog + "\n");
     VTL::UpdateOmbSyncCreationSetting();
     sync_reg_util::RegSettingsCU settings(kCreationKey);
-    EXPECT_EQ(settings.contains("SYNC_CREATION"), c.written) << c.name;
-    EXPECT_EQ(settings.get_bool("SYNC_CREATION", true), !c.written) << c.name;
+    EXPECT_EQ(settings.contains("SYNC_CREATION"), written) << sync_catalog << " " << open_catalog;
+    EXPECT_EQ(settings.get_bool("SYNC_CREATION", true), !written) << sync_catalog;
   }
 }
 
@@ -311,70 +296,56 @@ TEST(PrefFiles, ReadOrCreateSyncPref) {
   EXPECT_EQ(read_file(folder + "syncdb/sync.pref"), defaults);
 }
 
-TEST(SyncCatalog, InitialLaunchResults) {
-  const std::string folder = "/cat/one";
-  const struct {
-    const char* name;
-    std::string sync_catalog;
-    const char* user;
-    const char* ticket;
-    VTL::error_code result;
-    const char* log;
-    std::string sync_catalog_after;
-  } cases[] = {
-      {"in place", folder, "ann", "t", VTL::success, "", folder},
-      {"none set yet", "", "ann", "t", VTL::success, "", folder},
-      {"another catalog", "/cat/two", "ann", "t", VTL::change_catalog_required,
-       "Vantor : Change Sync Catalog required\n", "/cat/two"},
-      {"case counts", "/cat/One", "ann", "t", VTL::change_catalog_required,
-       "Vantor : Change Sync Catalog required\n", "/cat/One"},
-      {"signed out and no ticket", folder, "", "", VTL::not_logged_in,
-       "Vantor : Not Logged In Error\n", folder},
-      {"no ticket", folder, "ann", "", VTL::no_valid_user, "Vantor : No Valid User\n", folder},
-  };
-  for (const auto& c : cases) {
+TEST(SyncCatalog, LaunchResultsAndChangeCatalog) {
+  const std::string folder = "/cat/one", changed = "Vantor : Change Sync Catalog required\n";
+  // Name, sync catalog, user, ticket, the result and log, and the sync catalog after.
+  const std::tuple<const char*, std::string, const char*, const char*, VTL::error_code, std::string,
+                   std::string>
+      cases[] = {
+          {"in place", folder, "ann", "t", VTL::success, "", folder},
+          {"none set yet", "", "ann", "t", VTL::success, "", folder},
+          {"another catalog", "/cat/two", "ann", "t", VTL::change_catalog_required, changed,
+           "/cat/two"},
+          {"case counts", "/cat/One", "ann", "t", VTL::change_catalog_required, changed,
+           "/cat/One"},
+          {"signed out and no ticket", folder, "", "", VTL::not_logged_in,
+           "Vantor : Not Logged In Error\n", folder},
+          {"no ticket", folder, "ann", "", VTL::no_valid_user, "Vantor : No Valid User\n", folder},
+      };
+  for (const auto& [name, sync_catalog, user, ticket, result, log, after] : cases) {
     prefs_env env;
-    env.write_strand(c.sync_catalog, c.user, c.ticket);
+    env.write_strand(sync_catalog, user, ticket);
     SyncPrefs prefs = parser_defaults("/d");
     prefs.version = 77;
-    VTL::error_code result = VTL::unknown_error;
-    const std::string log =
-        capture_stderr([&] { result = VTL::GetInitialLauchSyncPrefs(folder, prefs); });
-    EXPECT_EQ(result, c.result) << c.name;
-    EXPECT_EQ(log, c.log) << c.name;
-    EXPECT_EQ(sync_util::get_sync_catalog(10), c.sync_catalog_after) << c.name;
-    EXPECT_EQ(prefs.version, 77) << c.name;
+    VTL::error_code got = VTL::unknown_error;
+    EXPECT_EQ(capture_stderr([&] { got = VTL::GetInitialLauchSyncPrefs(folder, prefs); }), log)
+        << name;
+    EXPECT_EQ(got, result) << name;
+    EXPECT_EQ(sync_util::get_sync_catalog(10), after) << name;
+    EXPECT_EQ(prefs.version, 77) << name;
   }
 
-  // A settings store that cannot be written cannot take the new sync catalog.
-  prefs_env env;
-  env.box().write_file("not-a-folder", "");
-  ::setenv("VANTOR_SETTINGS_ROOT", env.box().path("not-a-folder").c_str(), 1);
-  SyncPrefs prefs{};
-  VTL::error_code result = VTL::success;
-  const std::string log =
-      capture_stderr([&] { result = VTL::GetInitialLauchSyncPrefs(folder, prefs); });
-  EXPECT_EQ(result, VTL::unknown_error);
-  EXPECT_EQ(log, "Vantor : Unknown Error .Failed in Change Catalog Call\n");
-  EXPECT_FALSE(VTL::ChangeCatalog());
-}
-
-TEST(SyncCatalog, ChangeCatalogTakesTheLastFolder) {
+  // After a refusal ChangeCatalog takes the folder last given; before any, the empty text.
   prefs_env env;
   env.write_strand("/cat/two", "ann", "t");
   SyncPrefs prefs{};
-  capture_stderr([&] {
-    EXPECT_EQ(VTL::GetInitialLauchSyncPrefs("/cat/one", prefs), VTL::change_catalog_required);
-  });
+  capture_stderr([&] { VTL::GetInitialLauchSyncPrefs(folder, prefs); });
   EXPECT_TRUE(VTL::ChangeCatalog());
-  EXPECT_EQ(sync_util::get_sync_catalog(10), "/cat/one");
-  EXPECT_EQ(VTL::GetInitialLauchSyncPrefs("/cat/one", prefs), VTL::success);
+  EXPECT_EQ(sync_util::get_sync_catalog(10), folder);
+  EXPECT_EQ(VTL::GetInitialLauchSyncPrefs(folder, prefs), VTL::success);
   EXPECT_EQ(vantor_prefs::EnsureSyncCatalogInPlace(), "/cat/one/catalog.omb14db");
-
-  // Before any folder was given, the sync catalog is set to the empty text.
   vantor_prefs::gCatalogFolder.clear();
   EXPECT_TRUE(VTL::ChangeCatalog());
   EXPECT_EQ(sync_util::get_sync_catalog(10), "");
+
+  // A settings store that cannot be written cannot take the new sync catalog.
+  env.box().write_file("not-a-folder", "");
+  ::setenv("VANTOR_SETTINGS_ROOT", env.box().path("not-a-folder").c_str(), 1);
+  VTL::error_code result = VTL::success;
+  EXPECT_EQ(capture_stderr([&] { result = VTL::GetInitialLauchSyncPrefs(folder, prefs); }),
+            "Vantor : Unknown Error .Failed in Change Catalog Call\n");
+  EXPECT_EQ(result, VTL::unknown_error);
+  EXPECT_FALSE(VTL::ChangeCatalog());
 }
 
 TEST(MediaEligibility, PreferencesDecide) {
@@ -391,13 +362,8 @@ TEST(MediaEligibility, PreferencesDecide) {
     p.restrictfilesize = mebibytes;
     return p;
   };
-  const struct {
-    const char* name;
-    SyncPrefs prefs;
-    long long size;
-    const char* mime;
-    bool valid;
-  } cases[] = {
+  // Name, preferences, size, MIME type, and whether the media may sync.
+  const std::tuple<const char*, SyncPrefs, long long, const char*, bool> cases[] = {
       {"png, photos off", without(&SyncPrefs::syncPhotos), 1, "image/png", false},
       {"png, all on", all, 1, "image/png", true},
       {"ombra is an image", without(&SyncPrefs::syncPhotos), 1, "application/vnd.norvane.ombra",
@@ -415,8 +381,8 @@ TEST(MediaEligibility, PreferencesDecide) {
       {"zero limit", limit(true, 0), 1LL << 40, "image/png", true},
       {"fractional limit", limit(true, 0.5), 524289, "image/png", false},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(VTL::IsValidMediaForSync(c.prefs, c.size, c.mime), c.valid) << c.name;
+  for (const auto& [name, prefs, size, mime, valid] : cases) {
+    EXPECT_EQ(VTL::IsValidMediaForSync(prefs, size, mime), valid) << name;
   }
 
   for (const char* m : {"image/jpeg", "video/"}) EXPECT_TRUE(IsAllowedSyncMimeType(m)) << m;
