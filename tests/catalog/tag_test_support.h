@@ -32,6 +32,10 @@ class tag_catalog : public ::testing::Test {
     step();
     t.commit();
   }
+  // What write(step) throws, as message_of() reads it.
+  std::string refusal(const std::function<void()>& step) {
+    return message_of([&] { write(step); });
+  }
   // Runs `step` in one transaction that records its undo.
   jtb::undo_object with_undo(const std::function<void()>& step) {
     vael::transaction t(h());
