@@ -4,7 +4,6 @@
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <functional>
-#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -18,15 +17,6 @@
 #include "tests/support/sandbox.h"
 
 namespace dbl {
-
-// Readable values in test failures: the kind, then the text or the number if there is one.
-inline void PrintTo(const entry_data& v, std::ostream* out) {
-  *out << v.type().name();
-  try {
-    *out << ' ' << (v.kind() == entry_kind::string ? v.as_string() : std::to_string(v.as_int64()));
-  } catch (const std::bad_cast&) {
-  }
-}
 
 // Helpers of the tests, which are written in this namespace to see the library's names too.
 namespace test {
@@ -93,6 +83,17 @@ inline int stored_counter(const database& db) {
   return scalar(db, "SELECT last_assigned_id FROM _dbl_auto_id_table");
 }
 
+// Saves a new tag in `db`; REQUIRES an open transaction there.
+inline record new_tag(database& db, const table_description& tags, const std::string& name,
+                      entry_data parent = entry_data()) {
+  record r(db, tags);
+  r["name"] = name;
+  r["parent_id"] = std::move(parent);
+  r["flag"] = 0;
+  r.save();
+  return r;
+}
+
 // A sandboxed database file ("d.db") holding tag_table.
 class tag_db_test : public ::testing::Test {
  protected:
@@ -100,12 +101,7 @@ class tag_db_test : public ::testing::Test {
 
   // Saves a new tag; REQUIRES an open transaction.
   record save_tag(const std::string& name, entry_data parent = entry_data()) {
-    record r(db_, tags_);
-    r["name"] = name;
-    r["parent_id"] = std::move(parent);
-    r["flag"] = 0;
-    r.save();
-    return r;
+    return new_tag(db_, tags_, name, std::move(parent));
   }
   // Saves a new tag in a transaction of its own and returns its id.
   int add_tag(const std::string& name, entry_data parent = entry_data()) {

@@ -21,7 +21,7 @@ const char kLongQuery[] =
     "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c WHERE x < 300000) "
     "SELECT max(x) FROM c";
 
-TEST(Collation, NaturalOrder) {
+TEST(SqliteUtil, NaturalOrderAndCodesWithoutAConnection) {
   const char* const ascending[] = {"",         "1",       "01",      "2",      "2string",
                                    "20string", "img2",    "IMG10",   "img10a", "st2ring",
                                    "string",   "string2", "String10"};
@@ -44,9 +44,8 @@ TEST(Collation, NaturalOrder) {
   EXPECT_GT(sqlite_util::natural_compare("a\xFF", "a\xF4\x8F\xBF\xBF"), 0);
   EXPECT_LT(sqlite_util::natural_compare("a99999999999999999999999", "a100000000000000000000000"),
             0);
-}
 
-TEST(ErrorMapper, CodesWithoutAConnection) {
+  // Codes met without a connection.
   const auto check = [](int code) { return [code] { sqlite_util::check_result(code, nullptr); }; };
   EXPECT_EQ(message_of<cancel_error>(check(4)), "dbl::cancel_error");
   EXPECT_EQ(message_of<std::bad_alloc>(check(7)), "bad allocation");
@@ -56,23 +55,7 @@ TEST(ErrorMapper, CodesWithoutAConnection) {
             "is available.");
 }
 
-// The tag table in the file is left alone.
-using SqliteTest = tag_db_test;
-
-TEST_F(SqliteTest, CollationInSql) {
-  query(db_, "CREATE TABLE names (n TEXT)").execute();
-  for (const char* n : {"img10", "IMG2", "img1"})
-    query(db_, "INSERT INTO names VALUES (?)").bind(n).execute();
-  EXPECT_EQ(texts(db_, "SELECT n FROM names ORDER BY n COLLATE i18n_collate"),
-            (std::vector<std::string>{"img1", "IMG2", "img10"}));
-}
-
-TEST_F(SqliteTest, OpenFailureCarriesTheMessage) {
-  EXPECT_EQ(coded_message([&] { sqlite_database bad(box_.path("missing/folder/x.db")); }),
-            "14 The following sqlite error was encountered: unable to open database file");
-}
-
-TEST_F(SqliteTest, ValuesRoundTripByDeclaredKind) {
+TEST_F(tag_db_test, ValuesRoundTripByDeclaredKindAndTimesKeepTheirOwnText) {
   query(db_,
         "CREATE TABLE v (i INTEGER, b INTEGER, d NUMERIC, t TEXT, f TEXT, bl BLOB, "
         "ts TEXT, big INTEGER, n INTEGER)")
@@ -105,25 +88,24 @@ TEST_F(SqliteTest, ValuesRoundTripByDeclaredKind) {
   EXPECT_EQ(message_of([&] { wrong.first_row(); }),
             "Could not read the result from the sqlite database, because there was an "
             "unexpected number of result entries for this row.");
-}
 
-// Recently bound times are remembered as text; each bind must still write its own time.
-TEST_F(SqliteTest, TimestampsBoundInTurnKeepTheirOwnText) {
+  // Recently bound times are remembered as text; each bind must still write its own time.
   query(db_, "CREATE TABLE w (k INTEGER, ts TEXT)").execute();
   const boost::posix_time::ptime base(boost::gregorian::date(2001, 2, 3));
-  for (int k = 0; k < 9; ++k) {
-    const boost::posix_time::ptime when = base + boost::posix_time::hours(k % 3);
-    query(db_, "INSERT INTO w VALUES (?, ?)").bind(k).bind(when).execute();
-  }
-  query q(db_, "SELECT k, ts FROM w ORDER BY k");
-  q.add_column("k", typeid(int)).add_column("ts", typeid(std::string));
-  for (const entry_data_vector& row : q) {
+  for (int k = 0; k < 9; ++k)
+    query(db_, "INSERT INTO w VALUES (?, ?)")
+        .bind(k)
+        .bind(base + boost::posix_time::hours(k % 3))
+        .execute();
+  query times(db_, "SELECT k, ts FROM w ORDER BY k");
+  times.add_column("k", typeid(int)).add_column("ts", typeid(std::string));
+  for (const entry_data_vector& row : times) {
     const std::string hour = std::to_string(row[0].as_int() % 3);
     EXPECT_EQ(row[1].as_string(), "2001-02-03T0" + hour + ":00:00") << row[0].as_int();
   }
 }
 
-TEST_F(SqliteTest, IterationAndErrors) {
+TEST_F(tag_db_test, IterationCollationErrorsAndStatementsNeverSharedWhileLive) {
   query(db_, "CREATE TABLE n (x INTEGER UNIQUE)").execute();
   query(db_, "INSERT INTO n VALUES (?)").execute_for_ints({3, 1, 2});
   query q(db_, "SELECT x FROM n ORDER BY x");
@@ -133,9 +115,7 @@ TEST_F(SqliteTest, IterationAndErrors) {
   EXPECT_EQ(it.column_index("x"), 0);
   EXPECT_EQ(message_of([&] { it.column_index("y"); }),
             "The column y is not a valid result of this query.");
-  ++it;
-  ++it;
-  ++it;
+  std::advance(it, 3);
   EXPECT_TRUE(it == q.end());
   EXPECT_EQ(message_of([&] { ++it; }),
             "An attempt to advance a query that had no more results was made.");
@@ -143,20 +123,14 @@ TEST_F(SqliteTest, IterationAndErrors) {
   EXPECT_EQ(coded_message([&] { query(db_, "INSERT INTO n VALUES (1)").execute(); }),
             "19 An error was encountered in the sqlite database: UNIQUE constraint failed: n.x");
   EXPECT_THROW(query(db_, "SELEC nonsense").execute(), internal_database_error);
-}
-
-TEST_F(SqliteTest, StatementCachesAreFifoAndNeverShareALiveStatement) {
-  auto& impl = static_cast<sqlite_implementer&>(db_.implementer());
-  query(db_, "CREATE TABLE n (x INTEGER)").execute();
-  query(db_, "INSERT INTO n VALUES (?)").execute_for_ints({1, 2});
-  for (int i = 0; i < 25; ++i) query(db_, "SELECT " + std::to_string(i)).execute();
-  EXPECT_EQ(impl.cached_statements(false), 20u);
-  for (int i = 0; i < 25; ++i) query(db_, "SELECT " + std::to_string(i), true).execute();
-  EXPECT_EQ(impl.cached_statements(true), 25u);
+  EXPECT_EQ(coded_message([&] { sqlite_database bad(box_.path("missing/folder/x.db")); }),
+            "14 The following sqlite error was encountered: unable to open database file");
+  EXPECT_EQ(texts(db_,
+                  "SELECT column1 FROM (VALUES ('img10'), ('IMG2'), ('img1')) ORDER BY column1 "
+                  "COLLATE i18n_collate"),
+            (std::vector<std::string>{"img1", "IMG2", "img10"}));
 
   // The same text run again while its first result is still open gets its own statement.
-  query q(db_, "SELECT x FROM n ORDER BY x");
-  q.add_column("x", typeid(int));
   int pairs = 0;
   for (const auto& outer : q) {
     for (const auto& inner : q) {
@@ -165,16 +139,13 @@ TEST_F(SqliteTest, StatementCachesAreFifoAndNeverShareALiveStatement) {
     }
     EXPECT_FALSE(outer.empty());
   }
-  EXPECT_EQ(pairs, 4);
-}
+  EXPECT_EQ(pairs, 9);
 
-TEST_F(SqliteTest, SchemaChangeExpiresAPreparedStatement) {
-  query(db_, "CREATE TABLE n (x INTEGER)").execute();
   auto& impl = static_cast<sqlite_implementer&>(db_.implementer());
-  auto held = impl.prepare("SELECT x FROM n");
-  query cached(db_, "SELECT x FROM n");
+  auto held = impl.prepare("SELECT x FROM n ORDER BY x");
+  query cached(db_, "SELECT x FROM n ORDER BY x");
   cached.add_column("x", typeid(int));
-  EXPECT_TRUE(cached.select_ints().empty());
+  EXPECT_EQ(cached.select_ints(), (std::vector<int>{1, 2, 3}));
 
   sqlite_database other(file_);
   query(other, "CREATE TABLE m (y INTEGER)").execute();
@@ -185,11 +156,10 @@ TEST_F(SqliteTest, SchemaChangeExpiresAPreparedStatement) {
   EXPECT_EQ(message_of<prepared_query_expired_error>([&] { statement.handle(); }),
             "A prepared query could not be executed because it needs to be re-prepared.");
   // Cached statements are compiled again before their first row.
-  EXPECT_TRUE(cached.select_ints().empty());
+  EXPECT_EQ(cached.select_ints(), (std::vector<int>{1, 2, 3}));
 }
 
-TEST_F(SqliteTest, BusyHandlerRetriesUpToTheLimitAndBlocksReentry) {
-  query(db_, "CREATE TABLE n (x INTEGER)").execute();
+TEST_F(tag_db_test, BusyHandlerRetriesUpToTheLimitAndCancelCallbacksInterruptALongQuery) {
   sqlite_database other(file_);
   transaction holder(other);
   holder.begin(merge_policy, true, true);
@@ -225,9 +195,7 @@ TEST_F(SqliteTest, BusyHandlerRetriesUpToTheLimitAndBlocksReentry) {
   transaction t(db_);
   t.begin(merge_policy, true, true);
   t.end();
-}
 
-TEST_F(SqliteTest, CancelCallbacksInterruptALongQuery) {
   query q(db_, kLongQuery);
   q.add_column("m", typeid(int));
   int calls = 0;

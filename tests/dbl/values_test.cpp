@@ -8,15 +8,7 @@
 namespace dbl::test {
 namespace {
 
-TEST(EntryData, KindsStayApart) {
-  EXPECT_EQ(entry_data().type(), typeid(void));
-  EXPECT_EQ(entry_data(3).type(), typeid(std::int32_t));
-  EXPECT_EQ(entry_data(long32{3}).type(), typeid(long32));
-  EXPECT_EQ(entry_data(std::int64_t{3}).type(), typeid(std::int64_t));
-  EXPECT_EQ(entry_data(short{3}).type(), typeid(std::int16_t));
-  EXPECT_EQ(entry_data(auto_id{3}).type(), typeid(auto_id));
-  EXPECT_EQ(entry_data(blob{}).type(), typeid(blob));
-
+TEST(EntryData, ConversionsAndSharedCopies) {
   const char* none = nullptr;
   entry_data from_null_pointer(none);
   EXPECT_FALSE(from_null_pointer.is_null());
@@ -25,27 +17,22 @@ TEST(EntryData, KindsStayApart) {
   EXPECT_THROW(entry_data(3).as_string(), bad_entry_data_cast);
   EXPECT_THROW(entry_data(1).as_bool(), bad_entry_data_cast);
   EXPECT_THROW(entry_data().as_blob(), bad_entry_data_cast);
-}
 
-TEST(EntryData, CopiesShareOneBox) {
-  entry_data a(std::string("shared"));
-  entry_data b = a;
-  EXPECT_TRUE(a.shares(b));
-  EXPECT_FALSE(a.shares(entry_data(std::string("shared"))));
-  b = entry_data(7);
-  EXPECT_EQ(a.as_string(), "shared");
-  EXPECT_TRUE(b.shares(entry_data(7)));
-  EXPECT_FALSE(b.shares(entry_data(std::int64_t{7})));
+  entry_data original(std::string("shared"));
+  entry_data copy = original;
+  EXPECT_TRUE(original.shares(copy));
+  EXPECT_FALSE(original.shares(entry_data(std::string("shared"))));
+  copy = entry_data(7);
+  EXPECT_EQ(original.as_string(), "shared");
+  EXPECT_TRUE(copy.shares(entry_data(7)));
+  EXPECT_FALSE(copy.shares(entry_data(std::int64_t{7})));
   EXPECT_FALSE(entry_data(short{-1}).shares(entry_data(short{1})));
-}
 
-TEST(EntryData, NumericConversions) {
   EXPECT_EQ(entry_data(300.9).as_int(), 300);
   EXPECT_EQ(entry_data(-300.9).as_int(), -300);
   EXPECT_EQ(entry_data(short{-5}).as_int64(), -5);
   EXPECT_EQ(entry_data(auto_id{42}).as_int(), 42);
   EXPECT_EQ(entry_data(std::uint64_t{1} << 63).as_uint64(), std::uint64_t{1} << 63);
-  EXPECT_DOUBLE_EQ(entry_data(9.3e18).as_double(), 9.3e18);
   EXPECT_EQ(entry_data(9.3e18).as_uint64(), 9300000000000000000ULL);
 
   EXPECT_THROW(entry_data(4294967295U).as_int(), boost::numeric::positive_overflow);
@@ -60,9 +47,7 @@ TEST(EntryData, NumericConversions) {
   }
   EXPECT_EQ(message_of<boost::numeric::negative_overflow>([] { (void)entry_data(-1).as_uint(); }),
             "bad numeric conversion: negative overflow");
-}
 
-TEST(EntryData, EqualityRules) {
   const boost::posix_time::ptime t(boost::gregorian::date(2020, 1, 2));
   const std::tuple<const char*, entry_data, entry_data, bool> cases[] = {
       {"null-zero", entry_data(), entry_data(0), false},
@@ -99,10 +84,8 @@ TEST(EntryData, EqualityRules) {
 
 // Key, rule and index of the auto id column, and copies that do not share later changes, are
 // checked through the generated SQL texts.
-TEST(TableDescription, ColumnsAndIndexes) {
+TEST(TableDescription, ColumnsIndexesAndRulesOfRelations) {
   table_description t("tag_table");
-  ASSERT_EQ(t.column_count(), 1u);
-  EXPECT_EQ(t.column("id").type(), typeid(auto_id));
   t.add_column(plain_column("a", typeid(int)));
   t.add_column(plain_column("b", typeid(int)));
   EXPECT_EQ(t.column_position("b"), 2);
@@ -121,14 +104,10 @@ TEST(TableDescription, ColumnsAndIndexes) {
   t.add_clustered_index("ix", {"a", "b"});
   t.add_clustered_index("ix", {"b"});
   EXPECT_EQ(t.indexes(), (table_description::index_map{{"ix", {"b"}}}));
-  EXPECT_EQ(message_of([&] {
-              t.add_clustered_index("iy", {"a", "c"});
-            }),
-            "Cannot add c to a clustered index because no such column exists on table "
-            "tag_table");
-}
+  const std::vector<std::string> with_c = {"a", "c"};
+  EXPECT_EQ(message_of([&] { t.add_clustered_index("iy", with_c); }),
+            "Cannot add c to a clustered index because no such column exists on table tag_table");
 
-TEST(ColumnDescription, OptionalPartsAndRulesOfRelations) {
   const column_description blank;
   EXPECT_EQ(message_of([&] { blank.default_value(); }),
             "A default value for this column description cannot be returned because it does "
@@ -139,23 +118,20 @@ TEST(ColumnDescription, OptionalPartsAndRulesOfRelations) {
   EXPECT_EQ(column_description("f", typeid(int), 0, entry_data(4), 1, 1).default_value(),
             entry_data(4));
 
-  const table_description tags("tag_table");
   const std::pair<std::int32_t, column_constraint> relations[] = {{relation_none, no_constraint},
                                                                   {relation_one_to_one, unique},
                                                                   {relation_required, not_null},
                                                                   {7, no_constraint}};
   for (const auto& [relation, expected] : relations) {
     const column_description fk("parent_id",
-                                foreign_key_description(tags.name(), tags.column("id"), relation),
+                                foreign_key_description(t.name(), t.column("id"), relation),
                                 not_in_primary_key, indexed);
     EXPECT_EQ(fk.constraint(), expected) << "relation " << relation;
     EXPECT_EQ(fk.type(), typeid(auto_id)) << "relation " << relation;
   }
 }
 
-using SqlGeneration = tag_db_test;
-
-TEST_F(SqlGeneration, Texts) {
+TEST_F(tag_db_test, SqlTexts) {
   database_implementer& impl = db_.implementer();
   const table_description& tags = tags_;
   transaction t(db_);
@@ -165,27 +141,16 @@ TEST_F(SqlGeneration, Texts) {
   EXPECT_EQ(fresh[0], entry_data(1));
   EXPECT_TRUE(fresh[2].is_null()) << "a foreign key to an auto id never takes a new id";
   EXPECT_EQ(insert.params.size(), 4u);
-  entry_data_vector kept = fresh;
-  const generated_sql insert_kept = insert_sql(impl, tags, kept, true);
   // Insert texts are kept per table and set of bound cells; a new column must not reuse one.
   // The widened copy must leave `tags` as it was for the texts below.
-  entry_data_vector other = fresh;
-  other[4] = entry_data();
-  const generated_sql insert_other = insert_sql(impl, tags, other, true);
   table_description wider = tags;
   wider.add_column(plain_column("extra", typeid(int)));
   wider.add_clustered_index("extra_index", {"extra"});
-  entry_data_vector wide_row = fresh;
-  wide_row.push_back(entry_data());
-  const generated_sql insert_wider = insert_sql(impl, wider, wide_row, true);
 
   const entry_data_vector old_row{7, "a", entry_data(), 0, blob{}, entry_data()};
-  entry_data_vector new_row = old_row;
-  new_row[1] = "b";
-  new_row[2] = 3;
-  entry_data_vector to_null = old_row;
-  to_null[1] = entry_data();
-  entry_data_vector scratch = old_row;
+  const entry_data_vector new_row{7, "b", 3, 0, blob{}, entry_data()};
+  const entry_data_vector to_null{7, entry_data(), entry_data(), 0, blob{}, entry_data()};
+  entry_data_vector scratch;
 
   const std::tuple<const char*, std::string, std::string> cases[] = {
       {"create", create_table_sql(impl, tags, false),
@@ -203,11 +168,14 @@ TEST_F(SqlGeneration, Texts) {
       {"insert", insert.text,
        "INSERT INTO tag_table\n\t(id, name, parent_id, flag, data, when_done)\n\tVALUES (? , ? "
        ", NULL , ? , ? , NULL )\n"},
-      {"insert keeping ids", insert_kept.text, insert.text},
-      {"insert, other cells bound", insert_other.text,
+      {"insert keeping ids", (scratch = fresh, insert_sql(impl, tags, scratch, true).text),
+       insert.text},
+      {"insert, other cells bound",
+       (scratch = fresh, scratch[4] = entry_data(), insert_sql(impl, tags, scratch, true).text),
        "INSERT INTO tag_table\n\t(id, name, parent_id, flag, data, when_done)\n\tVALUES (? , ? "
        ", NULL , ? , NULL , NULL )\n"},
-      {"insert after a new column", insert_wider.text,
+      {"insert after a new column",
+       (scratch = fresh, scratch.emplace_back(), insert_sql(impl, wider, scratch, true).text),
        "INSERT INTO tag_table\n\t(id, name, parent_id, flag, data, when_done, extra)\n\tVALUES "
        "(? , ? , NULL , ? , ? , NULL , NULL )\n"},
       {"select current", select_current_sql(tags, old_row).text,
@@ -240,13 +208,11 @@ TEST_F(SqlGeneration, Texts) {
 
   // Parameters: SET values first, then WHERE values; the merge refresh takes current cells.
   scratch = old_row;
-  entry_data_vector current = old_row;
-  current[1] = "other writer";
-  const generated_sql strict = update_sql(tags, new_row, scratch, &current, strict_policy);
-  EXPECT_EQ(strict.params, (entry_data_vector{"b", 3, 7, "a"}));
-  const generated_sql merge = update_sql(tags, new_row, scratch, &current, merge_policy);
+  const entry_data_vector current{7, "other writer", entry_data(), 0, blob{}, entry_data()};
+  EXPECT_EQ(update_sql(tags, new_row, scratch, &current, strict_policy).params,
+            (entry_data_vector{"b", 3, 7, "a"}));
+  EXPECT_EQ(update_sql(tags, new_row, scratch, &current, merge_policy).params.size(), 3u);
   EXPECT_EQ(scratch[1], entry_data("other writer"));
-  EXPECT_EQ(merge.params.size(), 3u);
 
   EXPECT_EQ(message_of([&] {
               entry_data_vector short_row(2);
