@@ -153,8 +153,7 @@ TEST(SyncPrefsXml, ParserRulesAndTheDefaultText) {
       {"a megabyte of attributes", wide + "/>",
        [](SyncPrefs& p) { p.restrictfilesizeSelected = true; }},
       {"exponential entities",
-       laughs + "]><syncon value=\"true\"><curCatalogGUID "
-                "value=\"&l9;\"/><version value=\"5\"/>",
+       laughs + R"(]><syncon value="true"><curCatalogGUID value="&l9;"/><version value="5"/>)",
        syncon},
       {"a chain of 40000 entities",
        chain + "]><syncon value=\"true\"><curCatalogGUID value=\"&e40000;\"/></syncon>",
