@@ -58,14 +58,14 @@ inline int add_media(vael::internal_connection& c, const std::string& file) {
   namespace pt = boost::posix_time;
   dbl::record m(c.database(), c.database().get_table("media_table"));
   m.set("change_id", 0);
-  m.set("full_filepath", file);
-  m.set("filepath_search_index", file);
-  m.set("filename_search_index", file);
+  for (const char* column : {"full_filepath", "filepath_search_index", "filename_search_index"}) {
+    m.set(column, file);
+  }
   m.set("mime_type", "image/jpeg");
   m.set("volume_id", dbl::auto_id{1});
-  const pt::ptime date = pt::time_from_string("2020-01-01 00:00:00");
-  m.set("search_date_begin", date);
-  m.set("search_date_end", date);
+  for (const char* column : {"search_date_begin", "search_date_end"}) {
+    m.set(column, pt::ptime(pt::time_from_string("2020-01-01 00:00:00")));
+  }
   m.set("rendition_description_id", dbl::auto_id{0});
   m.save();
   c.media_tracker().mark_changed(m.id());

@@ -48,7 +48,34 @@ int commit_in_other_process(const std::string& catalog, int media_id) {
 
 using Catalog = vael_test::tag_catalog;
 
-TEST_F(Catalog, RefusesWhatIsNoUsableCatalogWithItsOwnText) {
+TEST_F(Catalog, OpeningMakesTheStackNamespaceAndRelativeVolumeOnceRefusesNoCatalogAndEndsHandles) {
+  const int first_change = c_.get().change_tracker().current_change_id();
+  // The namespace row is stamped with the change that made it.
+  EXPECT_EQ(count("SELECT change_id FROM tag_table WHERE name = 'stack_ns' AND parent_id = 0"),
+            first_change - 1);
+  vael::connection_handle kept;
+  {
+    vael::connection c(path_);
+    kept = c.handle();
+    dbl::database& db = c.get().database();
+    EXPECT_EQ(vael_test::text(db,
+                              "SELECT group_concat(parent_id || ' ' || type_name || ' ' || "
+                              "can_have_children || can_tag_media || sibling_index, ';') FROM "
+                              "tag_table WHERE name = 'stack_ns'"),
+              "0 custom_tag_namespace 101");
+    EXPECT_EQ(vael_test::text(db,
+                              "SELECT group_concat(type || ' ' || serial || ' ' || description || "
+                              "' [' || drive_path_if_builtin || ']', ';') FROM volume_table"),
+              "database_relative_drive vael:database_relative_volume database relative []");
+    EXPECT_EQ(c.get().change_tracker().current_change_id(), first_change);
+  }
+  // Objects that outlive their connection fail cleanly.
+  EXPECT_THROW(vael::get_connection(vael::connection_handle()), vael::connection_error);
+  EXPECT_EQ(message_of<vael::connection_error>([&] { vael::get_volume_manager(kept); }),
+            "The connection to vael has already been closed.");
+  EXPECT_THROW(vael::transaction t(kept), vael::connection_error);
+
+  // Files that are no usable catalog are refused with their own text.
   box_.write_file("text.vdb", "this is not a database, but it is long enough to look like one....");
   const std::string old = vael_test::new_catalog(box_, "old.vdb");
   {
@@ -75,35 +102,6 @@ TEST_F(Catalog, RefusesWhatIsNoUsableCatalogWithItsOwnText) {
     EXPECT_EQ(c.message_of([&] { vael::connection{c.path}; }), c.message) << c.path;
   }
   EXPECT_FALSE(std::filesystem::exists(box_.path("missing.vdb")));
-}
-
-TEST_F(Catalog, OpeningTwiceMakesTheStackNamespaceAndRelativeVolumeOnceAndClosingEndsHandles) {
-  const int first_change = c_.get().change_tracker().current_change_id();
-  EXPECT_GT(first_change, 0);
-  // The namespace row is stamped with the change that made it.
-  EXPECT_EQ(count("SELECT change_id FROM tag_table WHERE name = 'stack_ns' AND parent_id = 0"),
-            first_change - 1);
-  vael::connection_handle kept;
-  {
-    vael::connection c(path_);
-    kept = c.handle();
-    dbl::database& db = c.get().database();
-    EXPECT_EQ(vael_test::text(db,
-                              "SELECT group_concat(parent_id || ' ' || type_name || ' ' || "
-                              "can_have_children || can_tag_media || sibling_index, ';') FROM "
-                              "tag_table WHERE name = 'stack_ns'"),
-              "0 custom_tag_namespace 101");
-    EXPECT_EQ(vael_test::text(db,
-                              "SELECT group_concat(type || ' ' || serial || ' ' || description || "
-                              "' [' || drive_path_if_builtin || ']', ';') FROM volume_table"),
-              "database_relative_drive vael:database_relative_volume database relative []");
-    EXPECT_EQ(c.get().change_tracker().current_change_id(), first_change);
-  }
-  // Objects that outlive their connection fail cleanly.
-  EXPECT_THROW(vael::get_connection(vael::connection_handle()), vael::connection_error);
-  EXPECT_EQ(message_of<vael::connection_error>([&] { vael::get_volume_manager(kept); }),
-            "The connection to vael has already been closed.");
-  EXPECT_THROW(vael::transaction t(kept), vael::connection_error);
 }
 
 TEST_F(Catalog, VolumesRefuseWritesThatBreakTheirRulesAndTakePathsFromRowsCallerAndFileSystem) {
@@ -211,7 +209,7 @@ TEST_F(Catalog, VolumeOpeningRepairsTheRelativeVolumeAndRefusesUnknownTypes) {
                vael::database_state_invalid_error);
 }
 
-TEST_F(Catalog, CommitStampsOneNewIdOnTheChangedRowsOnlyAndAnExceptionRollsBack) {
+TEST_F(Catalog, CommitStampsOneNewIdOnTheChangedRowsOnlyAnExceptionRollsBackAndOldDatesArePruned) {
   vael::internal_connection& c = c_.get();
   const int a = new_media("a.jpg");
   const int b = new_media("b.jpg");
@@ -249,9 +247,8 @@ TEST_F(Catalog, CommitStampsOneNewIdOnTheChangedRowsOnlyAndAnExceptionRollsBack)
   EXPECT_FALSE(cached(c, a));
   EXPECT_EQ(c.media_tracker().changed_ids(), (std::set<int>{a, added}));
   EXPECT_EQ(c.change_tracker().current_change_id(), after_b + 1);
-}
 
-TEST_F(Catalog, FirstCounterIsOneAndDatesArePrunedAThousandAtATime) {
+  // The first counter is 1, and dates are pruned a thousand at a time.
   run(db(), "DELETE FROM change_table");
   run(db(), "DELETE FROM db_change_timestamp_table");
   write([] {});
@@ -278,10 +275,9 @@ TEST_F(Catalog, FirstCounterIsOneAndDatesArePrunedAThousandAtATime) {
 TEST_F(Catalog, UndoAndRedoAreNewChanges) {
   vael::internal_connection& c = c_.get();
   const int media = new_media("a.jpg");
-  const auto path_and_change = [&] {
-    dbl::record m(db(), db().get_table("media_table"), media);
-    return m.get("full_filepath").as_string() + " " + std::to_string(m.get("change_id").as_int());
-  };
+  const std::string path_and_change =
+      "SELECT full_filepath || ' ' || change_id FROM media_table WHERE id = " +
+      std::to_string(media);
   jtb::undo_object step = with_undo([&] {
     dbl::record m(db(), db().get_table("media_table"), media);
     m.set("full_filepath", "b.jpg");
@@ -296,9 +292,9 @@ TEST_F(Catalog, UndoAndRedoAreNewChanges) {
   step.undo();
   EXPECT_FALSE(cached(c, media));
   EXPECT_TRUE(c.media_tracker().changed_ids().empty());
-  EXPECT_EQ(path_and_change(), "a.jpg " + std::to_string(stepped + 1));
+  EXPECT_EQ(vael_test::text(db(), path_and_change), "a.jpg " + std::to_string(stepped + 1));
   step.redo();
-  EXPECT_EQ(path_and_change(), "b.jpg " + std::to_string(stepped + 2));
+  EXPECT_EQ(vael_test::text(db(), path_and_change), "b.jpg " + std::to_string(stepped + 2));
 
   vael::transaction no_undo(h());
   no_undo.begin(vael::without_undo, vael::lock_now);
@@ -307,7 +303,7 @@ TEST_F(Catalog, UndoAndRedoAreNewChanges) {
   EXPECT_EQ(c.change_tracker().current_change_id(), stepped + 3);
 }
 
-TEST_F(Catalog, ACommitElsewhereEmptiesTheCachesAtTheNextBeginAndIdsOnlyRise) {
+TEST_F(Catalog, ACommitElsewhereEmptiesTheCachesAtTheNextBeginAndIdsOnlyRiseAsDoesClearingThem) {
   vael::internal_connection& c = c_.get();
   const int media = new_media("a.jpg");
   const int ours = c.change_tracker().current_change_id();
@@ -337,9 +333,23 @@ TEST_F(Catalog, ACommitElsewhereEmptiesTheCachesAtTheNextBeginAndIdsOnlyRise) {
 
   fill_caches();
   EXPECT_EQ(commit_in_other_process(path_, media), theirs + 2);
+
+  // Clearing the caches empties every one and restores their capacities.
+  const auto tags = c.tag_tracker().get_cache("tag_base");
+  tags->set_capacity(50000);
+  tags->get_or_load<probe>(1, [] { return probe{}; });
+  c.tag_tracker().mark_changed(2);
+  c.metadata_by_identifier().get_or_load<probe>("omb:x", [] { return probe{}; });
+  c.rendition_by_id().set_capacity(3);
+  c.clear_caches();
+  EXPECT_EQ(c.tag_tracker().get_cache("tag_base")->size(), 0u);
+  EXPECT_NE(c.tag_tracker().get_cache("tag_base"), tags);
+  EXPECT_TRUE(c.tag_tracker().changed_ids().empty());
+  EXPECT_EQ(c.metadata_by_identifier().size(), 0u);
+  EXPECT_EQ(c.rendition_by_id().capacity(), 50u);
 }
 
-TEST(ObjectCache, HoldsItsCapacityFirstInFirstOutAndHandsOutCopies) {
+TEST(ObjectCache, HoldsItsCapacityHandsOutCopiesAndTrackedIdsAreEachOnceAndLeaveEveryCache) {
   vael::bounded_cache<std::string> cache;
   int loads = 0;
   const auto get = [&](int id) {
@@ -360,16 +370,14 @@ TEST(ObjectCache, HoldsItsCapacityFirstInFirstOutAndHandsOutCopies) {
   EXPECT_THROW(cache.get_or_load<int>("key4", [] { return 0; }), std::logic_error);
   cache.put("key4", probe{4, "put"});
   EXPECT_EQ(get(4).text, "put");
-}
 
-// Rows are marked in any order and many times over (enough to fold the list on the way); the
-// commit must see each once, and a marked row must leave every cache of the tracker.
-TEST(ObjectTracker, ChangedIdsAreEachRowOnceAndLeaveEveryCache) {
+  // Rows are marked in any order and many times over (enough to fold the list on the way); the
+  // commit must see each once, and a marked row must leave every cache of the tracker.
   vael::object_tracker tracker;
   const auto probes = tracker.get_cache("probe");
   const auto others = tracker.get_cache("other_probe");
-  for (const auto& cache : {probes, others}) {
-    for (int id : {7, 8}) cache->get_or_load<probe>(id, [id] { return probe{id, ""}; });
+  for (const auto& held : {probes, others}) {
+    for (int id : {7, 8}) held->get_or_load<probe>(id, [id] { return probe{id, ""}; });
   }
   tracker.remove_from_caches(8);
   EXPECT_TRUE(tracker.changed_ids().empty());
@@ -387,21 +395,4 @@ TEST(ObjectTracker, ChangedIdsAreEachRowOnceAndLeaveEveryCache) {
   expected.insert(-1);
   EXPECT_EQ(tracker.changed_ids(), expected) << "marks after a read";
 }
-
-TEST_F(Catalog, ClearCachesEmptiesEveryCacheAndRestoresCapacities) {
-  vael::internal_connection& ic = c_.get();
-  const auto tags = ic.tag_tracker().get_cache("tag_base");
-  tags->set_capacity(50000);
-  tags->get_or_load<probe>(1, [] { return probe{}; });
-  ic.tag_tracker().mark_changed(2);
-  ic.metadata_by_identifier().get_or_load<probe>("omb:x", [] { return probe{}; });
-  ic.rendition_by_id().set_capacity(3);
-  ic.clear_caches();
-  EXPECT_EQ(ic.tag_tracker().get_cache("tag_base")->size(), 0u);
-  EXPECT_NE(ic.tag_tracker().get_cache("tag_base"), tags);
-  EXPECT_TRUE(ic.tag_tracker().changed_ids().empty());
-  EXPECT_EQ(ic.metadata_by_identifier().size(), 0u);
-  EXPECT_EQ(ic.rendition_by_id().capacity(), 50u);
-}
-
 }  // namespace

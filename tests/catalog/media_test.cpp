@@ -44,9 +44,7 @@ class Media : public vael_test::tag_catalog {
     return refusal([&] { m.remove(media::detach_relations, media::detach_ordered_tags); });
   }
 
-  int disk_ = 0;
-  int other_ = 0;
-  int nowhere_ = 0;
+  int disk_ = 0, other_ = 0, nowhere_ = 0;
 };
 
 TEST_F(Media, PathsKeepLowerCasedIndexesThatCollideAcrossCaseOnOneVolume) {
@@ -80,7 +78,7 @@ TEST_F(Media, PathsKeepLowerCasedIndexesThatCollideAcrossCaseOnOneVolume) {
   EXPECT_EQ(media::get_media(h(), umlaut.get_id()).get_filepath(true), "/ä/äbc.JPG");
 }
 
-TEST_F(Media, DatesBecomeSearchRangesAndReadBackTheirPrecision) {
+TEST_F(Media, DatesBecomeSearchRangesAndEachWriteStampsOnlyTheMediaItChanged) {
   const struct {
     const char* date;
     int precision;
@@ -122,6 +120,22 @@ TEST_F(Media, DatesBecomeSearchRangesAndReadBackTheirPrecision) {
   EXPECT_EQ(m.get_media_stack_sort_date().precision, 4) << "the media's own date without a row";
   write([&] { m.set_date({pt::time_from_string("2020-06-01 00:00:00"), 1}); });
   EXPECT_EQ(cell("search_date_begin", m.get_id(), "media_stack_sort_table"), "2020-06-01T00:00:00");
+
+  // Each write stamps only the media it changed.
+  media a = master("a.jpg");
+  const int b = m.get_id(), before = vael_test::media_change_id(db(), b);
+  const vael::media_date_t date{pt::time_from_string("2001-02-03 00:00:00"), 0};
+  using step = std::function<void()>;
+  for (const step& s :
+       {step([&] { a.set_mime_type("image/png"); }),
+        step([&] { a.set_filepath(other_, "moved.jpg"); }), step([&] { a.set_date(date); })}) {
+    write(s);
+    EXPECT_EQ(vael_test::media_change_id(db(), a.get_id()),
+              c_.get().change_tracker().current_change_id());
+  }
+  EXPECT_EQ(vael_test::media_change_id(db(), b), before);
+  EXPECT_EQ(media::get_media(h(), a.get_id()).get_mime_type(), "image/png");
+  EXPECT_EQ(a.get_volume_id(), other_);
 }
 
 TEST_F(Media, RenditionsLinkToTheirMasterAndItsDateAtCreationAndOnlyANoDriveVolumeTakesAnyPath) {
@@ -216,24 +230,6 @@ TEST_F(Media, RemovalClosesOrderedTagsAndDropsOtherRelations) {
   EXPECT_TRUE(person.get_media_ids().empty());
   EXPECT_EQ(count("SELECT COUNT(*) FROM version_stack_sort_table"), 2);
   EXPECT_THROW(media::get_media(h(), b.get_id()), std::logic_error);
-}
-
-TEST_F(Media, EachWriteStampsOnlyTheMediaItChanged) {
-  media a = master("a.jpg");
-  const int b = master("b.jpg").get_id();
-  const int before = vael_test::media_change_id(db(), b);
-  const vael::media_date_t date{pt::time_from_string("2001-02-03 00:00:00"), 0};
-  using step = std::function<void()>;
-  for (const step& s :
-       {step([&] { a.set_mime_type("image/png"); }),
-        step([&] { a.set_filepath(other_, "moved.jpg"); }), step([&] { a.set_date(date); })}) {
-    write(s);
-    EXPECT_EQ(vael_test::media_change_id(db(), a.get_id()),
-              c_.get().change_tracker().current_change_id());
-  }
-  EXPECT_EQ(vael_test::media_change_id(db(), b), before);
-  EXPECT_EQ(media::get_media(h(), a.get_id()).get_mime_type(), "image/png");
-  EXPECT_EQ(a.get_volume_id(), other_);
 }
 
 class Stacks : public Media {

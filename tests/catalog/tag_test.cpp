@@ -63,12 +63,6 @@ class Tags : public vael_test::tag_catalog {
                            "SELECT group_concat(id || ':' || parent_id || ':' || sibling_index, "
                            "' ') FROM (SELECT * FROM tag_table ORDER BY id)");
   }
-  template <std::size_t N>
-  void expect_refused(const refused (&cases)[N]) {
-    for (const refused& c : cases) {
-      EXPECT_EQ(message_of<std::logic_error>([&] { write(c.call); }), c.message) << c.name;
-    }
-  }
   int parent_of(const vael::tag& t) const {
     return vael::get_tag(h(), t.get_id()).get_parent().get_id();
   }
@@ -78,7 +72,7 @@ class Tags : public vael_test::tag_catalog {
   ids m;
 };
 
-TEST_F(Tags, ForestOfSeveralLevelsKeepsOrderFlagsAndNamespaces) {
+TEST_F(Tags, ForestOfSeveralLevelsKeepsOrderFlagsAndNamespacesAndRefusesMisuse) {
   expect_forest_invariants();
   EXPECT_EQ(column("sibling_index", anna.get_id()), 1);
   EXPECT_EQ(column("sibling_index", ben.get_id()), 2);
@@ -106,64 +100,8 @@ TEST_F(Tags, ForestOfSeveralLevelsKeepsOrderFlagsAndNamespaces) {
             (ids{anna.get_id(), ben.get_id(), kids.get_id(), carl.get_id()}));
   EXPECT_EQ(people.as_tag().get_descendant_container_ids(),
             (ids{anna.get_id(), ben.get_id(), kids.get_id()}));
-}
 
-TEST_F(Tags, RemovalRenumbersSurvivorsAndRefusesWhatStillHangsOnIt) {
-  write([&] { ben.tag_media(m[0]); });
-  const std::string before = forest();
-  EXPECT_THROW(write([&] { anna.remove(vael::tag_base::unless_referenced); }), std::logic_error);
-  EXPECT_THROW(write([&] { ben.remove(vael::tag_base::unless_referenced); }),
-               dbl::record_has_foreign_references_error);
-  EXPECT_EQ(forest(), before);
-
-  write([&] {
-    for (vael::tag* t : {&carl, &kids, &anna}) t->remove(vael::tag_base::unless_referenced);
-  });
-  EXPECT_EQ(column("sibling_index", ben.get_id()), 0) << "renumbered families count from 0";
-  const int media_before = media_change(m[0]);
-  write([&] { ben.remove(vael::tag_base::even_if_referenced); });
-  EXPECT_EQ(count("SELECT COUNT(*) FROM tag_to_media_table"), 0);
-  EXPECT_GT(media_change(m[0]), media_before);
-  EXPECT_THROW(write([&] { vael::remove_custom_tag_namespace(h(), "collection_ns"); }),
-               std::logic_error);
-  write([&] { vael::remove_custom_tag_namespace(h(), "person_ns"); });
-  expect_forest_invariants();
-}
-
-TEST_F(Tags, TaggingStampsExactlyTheMediaAndTagsThatChanged) {
-  write([&] {
-    anna.tag_media(m[0]);
-    anna.tag_media(m[0]);
-    ben.untag_media(m[1]);
-  });
-  EXPECT_EQ(count("SELECT COUNT(*) FROM tag_to_media_table"), 1);
-  EXPECT_TRUE(anna.is_media_tagged(m[0]));
-  EXPECT_EQ(media_change(m[0]), current());
-  EXPECT_EQ(column("change_id", anna.get_id()), current());
-  EXPECT_LT(media_change(m[1]), current());
-  EXPECT_LT(column("change_id", ben.get_id()), current());
-
-  write([&] { rome.set_media_order({m[0], m[1], m[2]}); });
-  const int ordered_at = current();
-  write([&] { rome.set_media_order({m[2], m[0], m[1]}); });
-  EXPECT_EQ(rome.get_ordered_media_ids(), (ids{m[2], m[0], m[1]}));
-  EXPECT_EQ(count("SELECT media_index FROM tag_to_media_table WHERE tag_id = " +
-                  std::to_string(rome.get_id()) + " AND media_id = " + std::to_string(m[1])),
-            2);
-  // A pure permutation moves the album only.
-  for (int id : {m[0], m[1], m[2]}) EXPECT_EQ(media_change(id), ordered_at) << id;
-  EXPECT_EQ(column("change_id", rome.get_id()), current());
-  write([&] { rome.set_media_order({m[2], m[0]}); });
-  EXPECT_EQ(media_change(m[1]), current());
-  EXPECT_EQ(media_change(m[0]), ordered_at);
-
-  write([&] { anna.untag_media(m[0]); });
-  EXPECT_FALSE(anna.is_media_tagged(m[0]));
-  EXPECT_EQ(media_change(m[0]), current());
-  expect_forest_invariants();
-}
-
-TEST_F(Tags, MisuseAndChangesOutsideAHierarchyChangeAreRefusedWithTheirOwnText) {
+  // Misuse, and hierarchy changes outside a hierarchy change, are refused with their own text.
   const refused cases[] = {
       {"tag ordered", [&] { rome.tag_media(m[0]); },
        "Attempted to tag media without ordering it on an ordered tag."},
@@ -200,7 +138,8 @@ TEST_F(Tags, MisuseAndChangesOutsideAHierarchyChangeAreRefusedWithTheirOwnText) 
        "Can't change the tag hierarchy on an invalid namespace"},
   };
   const std::string before = forest();
-  expect_refused(cases);
+  for (const refused& c : cases)
+    EXPECT_EQ(logic_error_of([&] { write(c.call); }), c.message) << c.name;
   EXPECT_EQ(
       message_of<std::runtime_error>([&] { vael::get_custom_tag_namespace(h(), "PERSON_NS"); }),
       "The custom tag namespace 'PERSON_NS' does not exist.");
@@ -209,6 +148,61 @@ TEST_F(Tags, MisuseAndChangesOutsideAHierarchyChangeAreRefusedWithTheirOwnText) 
   EXPECT_EQ(forest(), before);
   EXPECT_FALSE(vael::is_in_tag_hierarchy_change(h()));
   EXPECT_FALSE(vael::get_hierarchy_change_namespace(h()).is_valid());
+}
+
+TEST_F(Tags, TaggingAndRemovalStampExactlyTheMediaAndTagsThatChangedAndRenumberSurvivors) {
+  write([&] {
+    anna.tag_media(m[0]);
+    anna.tag_media(m[0]);
+    ben.untag_media(m[1]);
+  });
+  EXPECT_EQ(count("SELECT COUNT(*) FROM tag_to_media_table"), 1);
+  EXPECT_TRUE(anna.is_media_tagged(m[0]));
+  EXPECT_EQ(media_change(m[0]), current());
+  EXPECT_EQ(column("change_id", anna.get_id()), current());
+  EXPECT_LT(media_change(m[1]), current());
+  EXPECT_LT(column("change_id", ben.get_id()), current());
+
+  write([&] { rome.set_media_order({m[0], m[1], m[2]}); });
+  const int ordered_at = current();
+  write([&] { rome.set_media_order({m[2], m[0], m[1]}); });
+  EXPECT_EQ(rome.get_ordered_media_ids(), (ids{m[2], m[0], m[1]}));
+  EXPECT_EQ(count("SELECT media_index FROM tag_to_media_table WHERE tag_id = " +
+                  std::to_string(rome.get_id()) + " AND media_id = " + std::to_string(m[1])),
+            2);
+  // A pure permutation moves the album only.
+  for (int id : {m[0], m[1], m[2]}) EXPECT_EQ(media_change(id), ordered_at) << id;
+  EXPECT_EQ(column("change_id", rome.get_id()), current());
+  write([&] { rome.set_media_order({m[2], m[0]}); });
+  EXPECT_EQ(media_change(m[1]), current());
+  EXPECT_EQ(media_change(m[0]), ordered_at);
+
+  write([&] { anna.untag_media(m[0]); });
+  EXPECT_FALSE(anna.is_media_tagged(m[0]));
+  EXPECT_EQ(media_change(m[0]), current());
+
+  // Removal renumbers the survivors and refuses what still hangs on it.
+  write([&] { ben.tag_media(m[0]); });
+  const std::string before = forest();
+  EXPECT_THROW(write([&] { anna.remove(vael::tag_base::unless_referenced); }), std::logic_error);
+  EXPECT_THROW(write([&] { ben.remove(vael::tag_base::unless_referenced); }),
+               dbl::record_has_foreign_references_error);
+  EXPECT_EQ(forest(), before);
+
+  write([&] {
+    for (vael::tag* t : {&carl, &kids, &anna}) t->remove(vael::tag_base::unless_referenced);
+  });
+  EXPECT_EQ(column("sibling_index", ben.get_id()), 0) << "renumbered families count from 0";
+  const int media_before = media_change(m[0]);
+  write([&] { ben.remove(vael::tag_base::even_if_referenced); });
+  EXPECT_EQ(count("SELECT COUNT(*) FROM tag_to_media_table WHERE tag_id = " +
+                  std::to_string(ben.get_id())),
+            0);
+  EXPECT_GT(media_change(m[0]), media_before);
+  EXPECT_THROW(write([&] { vael::remove_custom_tag_namespace(h(), "collection_ns"); }),
+               std::logic_error);
+  write([&] { vael::remove_custom_tag_namespace(h(), "person_ns"); });
+  expect_forest_invariants();
 }
 
 TEST_F(Tags, QueriesOverManyMediaKeepToTheirNamespace) {
@@ -244,9 +238,8 @@ TEST_F(Tags, QueriesOverManyMediaKeepToTheirNamespace) {
   vael_test::run(db(), "INSERT INTO tag_to_metadata_table VALUES (" + std::to_string(a) + ", 901)");
   EXPECT_EQ(ns.get_tag_frequencies(m, false, 1, 7), (freq{{a, 4}}));
   EXPECT_TRUE(ns.get_tag_frequencies(m, false, 1, 8).empty());
-}
 
-TEST(TagQueryText, AllMediaJoinsOncePerMedia) {
+  // The query for media in common joins once per media.
   const std::string join =
       "INNER JOIN tag_to_media_table AS ttm0\n\tON ttm.tag_id = ttm0.tag_id "
       "AND ttm0.media_id = ?";
@@ -258,36 +251,7 @@ TEST(TagQueryText, AllMediaJoinsOncePerMedia) {
                 "ttm1.media_id = ?");
 }
 
-TEST_F(Tags, HierarchyChangeMovesSubtreesWithinAndBetweenNamespaces) {
-  write([&] {
-    vael::start_tag_hierarchy_change(h(), people);
-    EXPECT_TRUE(vael::is_in_tag_hierarchy_change(h()));
-    EXPECT_EQ(vael::get_hierarchy_change_namespace(h()).get_id(), people.get_id());
-    anna.set_children({});
-    ben.set_children({kids});
-    people.set_children({ben, anna});
-    vael::finish_tag_hierarchy_change(h());
-  });
-  EXPECT_FALSE(vael::is_in_tag_hierarchy_change(h()));
-  EXPECT_EQ(parent_of(kids), ben.get_id());
-  EXPECT_EQ(parent_of(carl), kids.get_id());
-  EXPECT_EQ(column("sibling_index", ben.get_id()), 0);
-  EXPECT_EQ(column("sibling_index", anna.get_id()), 1);
-  EXPECT_EQ(column("change_id", kids.get_id()), current());
-
-  write([&] {
-    vael::start_tag_hierarchy_change(h(), people, user);
-    // Tags of the second namespace are assigned from the first only.
-    EXPECT_THROW(vael::get_tag(h(), u.get_id()).set_children({}), std::logic_error);
-    ben.set_children({kids, u});
-    vael::finish_two_namespace_hierarchy_change(h());
-  });
-  EXPECT_EQ(vael::get_tag(h(), u.get_id()).get_namespace()->get_name(), "person_ns");
-  EXPECT_TRUE(user.get_children().empty());
-  expect_forest_invariants();
-}
-
-TEST_F(Tags, FailedHierarchyChangeLeavesRowsAndCachesAsBefore) {
+TEST_F(Tags, HierarchyChangesMoveSubtreesWithinAndBetweenNamespacesOrLeaveRowsAndCachesAsBefore) {
   const std::string before = forest();
   for (const vael::tag& t : {anna, ben, kids, carl}) vael::get_tag(h(), t.get_id());
   {
@@ -320,11 +284,40 @@ TEST_F(Tags, FailedHierarchyChangeLeavesRowsAndCachesAsBefore) {
       {"under itself", [&] { kids.set_children({anna}); },
        "A tag cannot become a child of itself or of its descendants."},
   };
-  expect_refused(cases);
+  for (const refused& c : cases)
+    EXPECT_EQ(logic_error_of([&] { write(c.call); }), c.message) << c.name;
   EXPECT_EQ(forest(), before);
   write([&] { vael::create_custom_tag_namespace(h(), "event_ns"); });
   vael::finish_tag_hierarchy_change(h());
   EXPECT_FALSE(vael::is_in_tag_hierarchy_change(h()));
+
+  // A change that succeeds moves subtrees within and between namespaces.
+  write([&] {
+    vael::start_tag_hierarchy_change(h(), people);
+    EXPECT_TRUE(vael::is_in_tag_hierarchy_change(h()));
+    EXPECT_EQ(vael::get_hierarchy_change_namespace(h()).get_id(), people.get_id());
+    anna.set_children({});
+    ben.set_children({kids});
+    people.set_children({ben, anna});
+    vael::finish_tag_hierarchy_change(h());
+  });
+  EXPECT_FALSE(vael::is_in_tag_hierarchy_change(h()));
+  EXPECT_EQ(parent_of(kids), ben.get_id());
+  EXPECT_EQ(parent_of(carl), kids.get_id());
+  EXPECT_EQ(column("sibling_index", ben.get_id()), 0);
+  EXPECT_EQ(column("sibling_index", anna.get_id()), 1);
+  EXPECT_EQ(column("change_id", kids.get_id()), current());
+
+  write([&] {
+    vael::start_tag_hierarchy_change(h(), people, user);
+    // Tags of the second namespace are assigned from the first only.
+    EXPECT_THROW(vael::get_tag(h(), u.get_id()).set_children({}), std::logic_error);
+    ben.set_children({kids, u});
+    vael::finish_two_namespace_hierarchy_change(h());
+  });
+  EXPECT_EQ(vael::get_tag(h(), u.get_id()).get_namespace()->get_name(), "person_ns");
+  EXPECT_TRUE(user.get_children().empty());
+  expect_forest_invariants();
 }
 
 // The count a change is checked against: leaves under a tag that cannot have children do not
@@ -367,7 +360,8 @@ class MetadataView : public vael_test::tag_catalog {
   }
 };
 
-TEST_F(MetadataView, EveryValueTypeIsWrittenReadBackInTypeOrderAndOverwritten) {
+TEST_F(MetadataView,
+       EveryValueTypeIsWrittenReadBackInTypeOrderAndOverwrittenAndDescriptionsReadBack) {
   const pt::ptime noon = pt::time_from_string("2021-05-01 12:00:00.250");
   const struct row {
     metadata_data_type type;
@@ -409,9 +403,54 @@ TEST_F(MetadataView, EveryValueTypeIsWrittenReadBackInTypeOrderAndOverwritten) {
   EXPECT_THROW(write([&] { view().create_media(other, bad); }), std::bad_cast);
   EXPECT_EQ(view().get_all_items(bad.description).size(), 2u);
   EXPECT_TRUE(view().get_media(bad.description, other).empty());
+
+  // Descriptions read back, refuse unknown stored types and go with a rolled back step.
+  const metadata_description_t d = describe("test:d", metadata_data_type::string_type, true);
+  EXPECT_EQ(view().get_description(d.get_id()), d);
+  EXPECT_TRUE(view().has_description("test:d"));
+  EXPECT_FALSE(view().has_description(d.get_id() + 1));
+  vael_test::run(db(),
+                 "INSERT INTO metadata_description_table (id, identifier, data_type, "
+                 "association_type, can_have_multiple_items) VALUES (900, 'bad:type', 'text', "
+                 "'media_association_type', 0), (901, 'bad:assoc', 'string_type', 'media', 0)");
+  EXPECT_EQ(logic_error_of([&] { view().get_description("bad:type"); }),
+            "An unrecognized metadata type string was encountered.");
+  EXPECT_EQ(logic_error_of([&] { view().get_description(901); }),
+            "An unrecognized metadata association type string was encountered.");
+  EXPECT_THROW(view().get_description("test:none"), std::logic_error);
+
+  // A description made in a step that rolls back is forgotten with it.
+  EXPECT_EQ(refusal([&] {
+              view().create_description("test:undone", metadata_data_type::string_type, media_assoc,
+                                        false);
+              view().get_description("test:undone");
+              throw std::runtime_error("rolled back");
+            }),
+            "rolled back");
+  EXPECT_FALSE(view().has_description("test:undone"));
+
+  // Owner queries leave the description id out of the index choice.
+  const metadata_description_t d3(3, "x", metadata_data_type::decimal_type, media_assoc, false);
+  EXPECT_EQ(vael::metadata_view_t::get_items_sql(true, d3, "media_to_metadata_table", "media_id"),
+            "SELECT metadata_decimal_table.id, metadata_decimal_table.value\n"
+            "FROM metadata_decimal_table\n"
+            "INNER JOIN media_to_metadata_table ON metadata_decimal_table.id = metadata_id AND "
+            "media_id = :assc_id\n"
+            "WHERE +metadata_decimal_table.description_id = :md_desc_id");
+  EXPECT_EQ(vael::metadata_view_t::get_items_sql(false, d3, "tag_to_metadata_table", "tag_id"),
+            "SELECT metadata_decimal_table.id\n"
+            "FROM metadata_decimal_table\n"
+            "INNER JOIN tag_to_metadata_table ON metadata_decimal_table.id = metadata_id AND "
+            "tag_id = :assc_id\n"
+            "WHERE +metadata_decimal_table.description_id = :md_desc_id");
+  // A written copy leaves the original as it was.
+  metadata_description_t copy = d3;
+  copy.set_can_have_multiple_items(true);
+  EXPECT_FALSE(d3.can_have_multiple_items());
 }
 
-TEST_F(MetadataView, SingleValuedDescriptionsRefuseASecondValuePerOwner) {
+TEST_F(MetadataView,
+       SingleValuedDescriptionsRefuseASecondValuePerOwnerAndOnlyTagMetadataStampsTheTag) {
   const metadata_description_t single = describe("test:single", metadata_data_type::string_type);
   const metadata_description_t multi =
       describe("test:multi", metadata_data_type::string_type, true);
@@ -452,92 +491,45 @@ TEST_F(MetadataView, SingleValuedDescriptionsRefuseASecondValuePerOwner) {
   for (const auto& c : cases) EXPECT_EQ(logic_error_of([&] { write(c.step); }), c.text);
   EXPECT_FALSE(view().has_description("test:new"));
   EXPECT_EQ(count("SELECT COUNT(*) FROM metadata_string_table"), 5);
-}
 
-TEST_F(MetadataView, StackMetadataLeavesTheTagUnstampedWhileTagMetadataStampsIt) {
   const metadata_description_t d = describe("test:d", metadata_data_type::integer_type, true);
-  const int t = new_root_tag("t"), m = new_media("/1.jpg");
-  const int tag_before = column("change_id", t);
+  const int u = new_root_tag("u"), m = new_media("/3.jpg");
+  const int tag_before = column("change_id", u);
   const int media_before = vael_test::media_change_id(db(), m);
   metadata_item_t on_stack{1, d, 0}, on_tag{2, d, 0}, on_media{3, d, 0};
-  write([&] { view().create_stack(t, on_stack); });
-  EXPECT_EQ(column("change_id", t), tag_before);
-  write([&] { view().create_tag(t, on_tag); });
-  const int tag_after = column("change_id", t);
+  write([&] { view().create_stack(u, on_stack); });
+  EXPECT_EQ(column("change_id", u), tag_before);
+  write([&] { view().create_tag(u, on_tag); });
+  const int tag_after = column("change_id", u);
   EXPECT_GT(tag_after, tag_before);
   write([&] { view().create_media(m, on_media); });
   const int media_after = vael_test::media_change_id(db(), m);
   EXPECT_GT(media_after, media_before);
   EXPECT_EQ(view().get_media_of_item(on_media.id), std::vector<int>{m});
   EXPECT_TRUE(view().get_tags_of_item(on_media.id).empty());
-  EXPECT_EQ(view().get_tags_of_item(on_tag.id), std::vector<int>{t});
+  EXPECT_EQ(view().get_tags_of_item(on_tag.id), std::vector<int>{u});
 
   // Writing or removing a value stamps the owners it is linked to.
   write([&] { view().set_value(on_media, 7); });
   EXPECT_GT(vael_test::media_change_id(db(), m), media_after);
-  EXPECT_EQ(column("change_id", t), tag_after);
+  EXPECT_EQ(column("change_id", u), tag_after);
   write([&] { view().remove_item(on_tag); });
-  EXPECT_GT(column("change_id", t), tag_after);
-  const std::vector<metadata_item_t> left = view().get_tag(d, t);
+  EXPECT_GT(column("change_id", u), tag_after);
+  const std::vector<metadata_item_t> left = view().get_tag(d, u);
   ASSERT_EQ(left.size(), 1u);
   EXPECT_EQ(left[0].id, on_stack.id);
-  EXPECT_EQ(view().get_all_on_tag(t).size(), 1u);
+  EXPECT_EQ(view().get_all_on_tag(u).size(), 1u);
 
   // Two tags with one value: the later row wins.
   const int t2 = new_root_tag("t2");
   const metadata_description_t names =
       describe("test:names", metadata_data_type::string_type, true);
   for (const auto& [owner, value] :
-       std::vector<std::pair<int, std::string>>{{t, "x"}, {t2, "x"}, {t, "y"}}) {
-    metadata_item_t item{value, names, 0};
-    write([&, owner = owner] { view().create_stack(owner, item); });
+       std::vector<std::pair<int, std::string>>{{u, "x"}, {t2, "x"}, {u, "y"}}) {
+    metadata_item_t named{value, names, 0};
+    write([&, owner = owner] { view().create_stack(owner, named); });
   }
-  EXPECT_EQ(view().get_value_to_tag_map(names), (std::map<std::string, int>{{"x", t2}, {"y", t}}));
-}
-
-TEST_F(MetadataView, DescriptionsReadBackRefuseUnknownStoredTypesAndGoWithARollback) {
-  const metadata_description_t d = describe("test:d", metadata_data_type::string_type, true);
-  EXPECT_EQ(view().get_description(d.get_id()), d);
-  EXPECT_TRUE(view().has_description("test:d"));
-  EXPECT_FALSE(view().has_description(d.get_id() + 1));
-  vael_test::run(db(),
-                 "INSERT INTO metadata_description_table (id, identifier, data_type, "
-                 "association_type, can_have_multiple_items) VALUES (900, 'bad:type', 'text', "
-                 "'media_association_type', 0), (901, 'bad:assoc', 'string_type', 'media', 0)");
-  EXPECT_EQ(logic_error_of([&] { view().get_description("bad:type"); }),
-            "An unrecognized metadata type string was encountered.");
-  EXPECT_EQ(logic_error_of([&] { view().get_description(901); }),
-            "An unrecognized metadata association type string was encountered.");
-  EXPECT_THROW(view().get_description("test:none"), std::logic_error);
-
-  // A description made in a step that rolls back is forgotten with it.
-  {
-    vael::transaction t(h());
-    t.begin(vael::without_undo, vael::lock_now);
-    view().create_description("test:undone", metadata_data_type::string_type, media_assoc, false);
-    view().get_description("test:undone");
-  }
-  EXPECT_FALSE(view().has_description("test:undone"));
-}
-
-TEST_F(MetadataView, OwnerQueriesLeaveDescriptionIdOutOfTheIndexChoice) {
-  const metadata_description_t d(3, "x", metadata_data_type::decimal_type, media_assoc, false);
-  EXPECT_EQ(vael::metadata_view_t::get_items_sql(true, d, "media_to_metadata_table", "media_id"),
-            "SELECT metadata_decimal_table.id, metadata_decimal_table.value\n"
-            "FROM metadata_decimal_table\n"
-            "INNER JOIN media_to_metadata_table ON metadata_decimal_table.id = metadata_id AND "
-            "media_id = :assc_id\n"
-            "WHERE +metadata_decimal_table.description_id = :md_desc_id");
-  EXPECT_EQ(vael::metadata_view_t::get_items_sql(false, d, "tag_to_metadata_table", "tag_id"),
-            "SELECT metadata_decimal_table.id\n"
-            "FROM metadata_decimal_table\n"
-            "INNER JOIN tag_to_metadata_table ON metadata_decimal_table.id = metadata_id AND "
-            "tag_id = :assc_id\n"
-            "WHERE +metadata_decimal_table.description_id = :md_desc_id");
-  // A written copy leaves the original as it was.
-  metadata_description_t copy = d;
-  copy.set_can_have_multiple_items(true);
-  EXPECT_FALSE(d.can_have_multiple_items());
+  EXPECT_EQ(view().get_value_to_tag_map(names), (std::map<std::string, int>{{"x", t2}, {"y", u}}));
 }
 
 }  // namespace
