@@ -1,9 +1,13 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <exception>
 #include <functional>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "catalog/connection.h"
 #include "catalog/internal_connection.h"
@@ -54,13 +58,14 @@ inline int add_media(vael::internal_connection& c, const std::string& file) {
   namespace pt = boost::posix_time;
   dbl::record m(c.database(), c.database().get_table("media_table"));
   m.set("change_id", 0);
-  m.set("full_filepath", file);
-  m.set("filepath_search_index", file);
-  m.set("filename_search_index", file);
+  for (const char* column : {"full_filepath", "filepath_search_index", "filename_search_index"}) {
+    m.set(column, file);
+  }
   m.set("mime_type", "image/jpeg");
   m.set("volume_id", dbl::auto_id{1});
-  m.set("search_date_begin", pt::ptime(pt::time_from_string("2020-01-01 00:00:00")));
-  m.set("search_date_end", pt::ptime(pt::time_from_string("2020-01-01 00:00:00")));
+  for (const char* column : {"search_date_begin", "search_date_end"}) {
+    m.set(column, pt::ptime(pt::time_from_string("2020-01-01 00:00:00")));
+  }
   m.set("rendition_description_id", dbl::auto_id{0});
   m.save();
   c.media_tracker().mark_changed(m.id());

@@ -2,40 +2,27 @@
 
 #include <gtest/gtest.h>
 
+#include <boost/date_time/posix_time/posix_time.hpp>
 #include <functional>
-#include <ostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "dbl/exceptions.h"
 #include "dbl/query.h"
 #include "dbl/record.h"
 #include "dbl/sqlite/sqlite_database.h"
 #include "dbl/table_description.h"
+#include "dbl/transaction.h"
 #include "tests/support/sandbox.h"
 
 namespace dbl {
 
-// Readable values in test failures.
-inline void PrintTo(const entry_data& v, std::ostream* out) {
-  if (v.is_null()) {
-    *out << "null";
-  } else if (v.kind() == entry_kind::string) {
-    *out << '"' << v.as_string() << '"';
-  } else {
-    try {
-      *out << v.type().name() << ' ' << v.as_int64();
-    } catch (const std::bad_cast&) {
-      *out << v.type().name();
-    }
-  }
-}
-
-}  // namespace dbl
-
-namespace dbl_test {
+// Helpers of the tests, which are written in this namespace to see the library's names too.
+namespace test {
 
 // The message of the exception of type E that `fn` throws, or "<no exception>".
-template <typename E>
+template <typename E = std::logic_error>
 std::string message_of(const std::function<void()>& fn) {
   try {
     fn();
@@ -45,10 +32,15 @@ std::string message_of(const std::function<void()>& fn) {
   return "<no exception>";
 }
 
+// A nullable column outside the key and every index.
+inline column_description plain_column(const std::string& name, const std::type_info& type,
+                                       std::uint64_t width = 0) {
+  return {name, type, width, no_constraint, not_in_primary_key, not_indexed};
+}
+
 // A tag-like table: auto id, a name, a parent in the same table, a flag with a default, a
 // blob and a timestamp, with one named index.
-inline dbl::table_description tag_table() {
-  using namespace dbl;
+inline table_description tag_table() {
   table_description t("tag_table");
   t.add_column(
       column_description("name", typeid(std::string), 255, not_null, not_in_primary_key, indexed));
@@ -57,26 +49,49 @@ inline dbl::table_description tag_table() {
       not_in_primary_key, indexed));
   t.add_column(
       column_description("flag", typeid(int), 0, entry_data(0), not_in_primary_key, not_indexed));
-  t.add_column(
-      column_description("data", typeid(blob), 0, no_constraint, not_in_primary_key, not_indexed));
-  t.add_column(column_description("when_done", typeid(boost::posix_time::ptime), 0, no_constraint,
-                                  not_in_primary_key, not_indexed));
+  t.add_column(plain_column("data", typeid(blob)));
+  t.add_column(plain_column("when_done", typeid(boost::posix_time::ptime)));
   t.add_clustered_index("tag_name_parent", {"name", "parent_id"});
   return t;
 }
 
-using rows = std::vector<dbl::entry_data_vector>;
+using rows = std::vector<entry_data_vector>;
 
 // Every row of `table`, by id, in the table's own column kinds.
-inline rows all_rows(const dbl::database& db, const dbl::table_description& table) {
-  dbl::query q(db, "SELECT * FROM " + table.name() + " ORDER BY id");
+inline rows all_rows(const database& db, const table_description& table) {
+  query q(db, "SELECT * FROM " + table.name() + " ORDER BY id");
   q.set_columns(table);
   return rows(q.begin(), q.end());
 }
 
+// The first column of the first row of `sql`.
+inline int scalar(const database& db, const std::string& sql) {
+  return query(db, sql).select_ints().at(0);
+}
+
+// The first column of every row of `sql`, as text.
+inline std::vector<std::string> texts(const database& db, const std::string& sql) {
+  query q(db, sql);
+  q.add_column("text", typeid(std::string));
+  std::vector<std::string> out;
+  for (const entry_data_vector& row : q) out.push_back(row[0].as_string());
+  return out;
+}
+
 // The auto id counter as stored in the database.
-inline int stored_counter(const dbl::database& db) {
-  return dbl::query(db, "SELECT last_assigned_id FROM _dbl_auto_id_table").select_ints().at(0);
+inline int stored_counter(const database& db) {
+  return scalar(db, "SELECT last_assigned_id FROM _dbl_auto_id_table");
+}
+
+// Saves a new tag in `db`; REQUIRES an open transaction there.
+inline record new_tag(database& db, const table_description& tags, const std::string& name,
+                      entry_data parent = entry_data()) {
+  record r(db, tags);
+  r["name"] = name;
+  r["parent_id"] = std::move(parent);
+  r["flag"] = 0;
+  r.save();
+  return r;
 }
 
 // A sandboxed database file ("d.db") holding tag_table.
@@ -85,19 +100,29 @@ class tag_db_test : public ::testing::Test {
   tag_db_test() { db_.create_table(tags_); }
 
   // Saves a new tag; REQUIRES an open transaction.
-  dbl::record save_tag(const std::string& name, dbl::entry_data parent = dbl::entry_data()) {
-    dbl::record r(db_, tags_);
-    r["name"] = dbl::entry_data(name);
-    r["parent_id"] = std::move(parent);
-    r["flag"] = dbl::entry_data(0);
-    r.save();
-    return r;
+  record save_tag(const std::string& name, entry_data parent = entry_data()) {
+    return new_tag(db_, tags_, name, std::move(parent));
   }
+  // Saves a new tag in a transaction of its own and returns its id.
+  int add_tag(const std::string& name, entry_data parent = entry_data()) {
+    int id = 0;
+    write([&] { id = save_tag(name, std::move(parent)).id(); });
+    return id;
+  }
+  // Runs `step` in one committed transaction without undo.
+  void write(const std::function<void()>& step) {
+    transaction t(db_);
+    t.begin(merge_policy, true);
+    step();
+    t.end();
+  }
+  int count() const { return scalar(db_, "SELECT COUNT(*) FROM tag_table"); }
 
   vantor_test::sandbox box_;
   const std::string file_ = box_.path("d.db");
-  dbl::sqlite_database db_{file_};
-  dbl::table_description tags_ = tag_table();
+  sqlite_database db_{file_};
+  table_description tags_ = tag_table();
 };
 
-}  // namespace dbl_test
+}  // namespace test
+}  // namespace dbl

@@ -2,11 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <algorithm>
+#include <filesystem>
 #include <string>
-#include <tuple>
 
-#include "catalog/connection_handle.h"
 #include "tests/support/sandbox.h"
 #include "vantor/vantor.h"
 
@@ -16,69 +15,29 @@ namespace vantor_test {
 // that write the settings files the way a person or the host leaves them.
 class prefs_env {
  public:
-  prefs_env();
+  prefs_env() {
+    std::filesystem::create_directories(box_.path("home/Photos"));
+    box_.write_file("home/.config/user-dirs.dirs", "XDG_PICTURES_DIR=\"$HOME/Photos\"\n");
+  }
 
   const sandbox& box() const { return box_; }
   // The download folder the library must compute from the sandbox's pictures folder.
   std::string download_path() const { return box_.path("home/Photos") + "/Norvane"; }
   // Writes a current-user settings file: `key` with "\", `body` the lines under [General].
-  void write_user_key(const std::string& key, const std::string& body) const;
+  void write_user_key(std::string key, const std::string& body) const {
+    std::replace(key.begin(), key.end(), '\\', '/');
+    box_.write_file("registry/HKEY_CURRENT_USER/" + key + ".ini", "[General]\n" + body);
+  }
   // A sync utility state: sync catalog, user name, ticket and user id.
   void write_strand(const std::string& catalog, const std::string& user, const std::string& ticket,
-                    const std::string& userId = "u-1") const;
+                    const std::string& userId = "u-1") const {
+    write_user_key("software\\norvane\\Strand",
+                   "OMB10SyncCatalogPath=" + catalog + "\nUserName=" + user +
+                       "\nEncryptedTicketVector=" + ticket + "\nUserId=" + userId + "\n");
+  }
 
  private:
   sandbox box_;
-};
-
-// Sets an environment variable for one scope, and unsets it after.
-class scoped_env {
- public:
-  scoped_env(const char* name, const std::string& value);
-  ~scoped_env();
-  scoped_env(const scoped_env&) = delete;
-  scoped_env& operator=(const scoped_env&) = delete;
-
- private:
-  const char* name_;
-};
-
-// The VTL::error_code that `call` throws; success when it throws none.
-VTL::error_code error_of(const std::function<void()>& call);
-
-// Every field, for comparing two records whole.
-inline auto fields(const SyncPrefs& p) {
-  return std::tie(p.syncon, p.newalbumssyncauto, p.askbeforedelete, p.resolveconflictsauto,
-                  p.restrictfilesizeSelected, p.syncallselection, p.syncOnSystemIdle,
-                  p.syncEntireCatalog, p.syncPhotos, p.syncVideo, p.syncAudio, p.syncPDFs,
-                  p.syncCreations, p.restrictfilesize, p.servertime, p.downloadlocationpath,
-                  p.version, p.defaultLibraryNxId, p.defaultLibraryVaelId, p.curCatalogGUID,
-                  p.deleteMediaPref);
-}
-
-// The parser's defaults, written out independently of the library.
-SyncPrefs parser_defaults(const std::string& downloadPath);
-
-// A signed-in user ("ann", ticket "t-1") whose sync catalog is <root>/cat, the reference
-// membership client serving <root>/ksv.json for that ticket, and no shared album details.
-class sync_catalog_test : public ::testing::Test {
- protected:
-  sync_catalog_test();
-
-  // Makes the catalog file, with the albums and namespaces of a new catalog when `defaults`.
-  void make_catalog(bool defaults = true) const;
-  // Runs `step` on a connection of its own, in a transaction that is then committed.
-  void write(const std::function<void(const vael::connection_handle&)>& step) const;
-  // The rows of `sql` on the catalog file, read with SQLite alone: columns joined by '|',
-  // each row ended by '\n'.
-  std::string rows(const std::string& sql) const;
-  void write_state(const std::string& json) const { env_.box().write_file("ksv.json", json); }
-
-  prefs_env env_;
-  const std::string folder_ = env_.box().path("cat");
-  const std::string catalog_ = folder_ + "/catalog.omb14db";
-  scoped_env client_{"VANTOR_KSV_LIBRARY", VANTOR_TEST_KSV_LOCAL};
-  scoped_env state_{"VANTOR_KSV_LOCAL_STATE", env_.box().path("ksv.json")};
 };
 
 }  // namespace vantor_test

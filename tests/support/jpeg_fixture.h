@@ -11,12 +11,11 @@ namespace vantor_test {
 
 using vantor_cli::kTinyJpegHeight;
 using vantor_cli::kTinyJpegWidth;
-using vantor_cli::TinyJpeg;
 
 // Writes the tiny JPEG to `path` and lets `tag`, when given, fill in its metadata.
 inline void WriteJpeg(const std::string& path,
                       const std::function<void(Exiv2::ExifData&, Exiv2::XmpData&)>& tag = {}) {
-  std::ofstream(path, std::ios::binary) << TinyJpeg() << std::flush;
+  std::ofstream(path, std::ios::binary) << vantor_cli::TinyJpeg() << std::flush;
   if (!tag) return;
   auto image = Exiv2::ImageFactory::open(path);
   image->readMetadata();

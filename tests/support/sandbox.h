@@ -20,13 +20,13 @@ class sandbox {
   // The sandbox folder, without a trailing slash.
   const std::string& root() const { return root_; }
   // root() + "/" + relative.
-  std::string path(const std::string& relative) const;
+  std::string path(const std::string& relative) const { return root_ + "/" + relative; }
   // Writes `content` to root()/relative, creating parent folders.
   void write_file(const std::string& relative, const std::string& content) const;
 
  private:
   std::string root_;
-  std::vector<std::pair<std::string, std::string>> saved_;  // name, old value ("\0" if unset)
+  std::vector<std::pair<std::string, std::string>> saved_;  // name, old value or a mark for unset
 };
 
 // Reads a whole file; throws std::runtime_error when it cannot be opened.

@@ -1,95 +1,376 @@
 #include "catalog/schema/catalog_schema.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
+#include <boost/date_time/posix_time/posix_time.hpp>
+#include <cstdio>
 #include <map>
 #include <set>
-#include <string>
-#include <vector>
+#include <tuple>
 
+#include "catalog/exceptions.h"
+#include "catalog/schema/schema_creation.h"
+#include "catalog/schema/schema_upgrade.h"
 #include "catalog/schema/schema_v7.h"
 #include "catalog/schema/schema_v8.h"
+#include "dbl/sql_generation.h"
+#include "dbl/sqlite/sqlite_database.h"
+#include "dbl/transaction.h"
+#include "tests/catalog/catalog_test_support.h"
 
 namespace {
 
 using vael::schema::schema_generation;
+using vael_test::run;
+using vael_test::scalar;
 
-// One line per column and index: enough to tell two descriptions apart wherever the generated
-// SQL or the layer's reference checks would differ.
-std::string signature(const dbl::table_description& d) {
-  std::string s = d.name() + (d.has_auto_id() ? " auto_id" : "") + "\n";
-  for (const dbl::column_description& c : d.columns()) {
-    s += "  " + c.name() + " " + c.type().name() + " " + std::to_string(c.width()) + " " +
-         std::to_string(c.constraint()) + (c.is_key() ? " key" : "") +
-         (c.is_indexed() ? " indexed" : "");
-    if (c.has_foreign_key()) {
-      s += " -> " + c.foreign_key().table() + "." + c.foreign_key().column().name() + " " +
-           std::to_string(c.foreign_key().relation());
+constexpr int kRows = 3;
+using rows_by_table = std::map<std::string, std::vector<dbl::entry_data_vector>>;
+
+// (type, name, tbl_name, sql) of one sqlite_master row; sql is "" where SQLite stores NULL.
+using master_entry = std::tuple<std::string, std::string, std::string, std::string>;
+
+std::set<master_entry> master_entries(dbl::database& db) {
+  dbl::query q(db, "SELECT type, name, tbl_name, sql FROM sqlite_master");
+  for (const char* c : {"type", "name", "tbl_name", "sql"}) q.add_column(c, typeid(std::string));
+  std::set<master_entry> out;
+  for (const dbl::entry_data_vector& row : q) {
+    out.emplace(row[0].as_string(), row[1].as_string(), row[2].as_string(),
+                row[3].is_null() ? std::string() : row[3].as_string());
+  }
+  return out;
+}
+
+// A value for `column` in row `n` of a fixture: ids and references are n, so that every
+// reference finds its row, and every other value differs between rows and columns.
+dbl::entry_data fixture_value(const dbl::column_description& column, int n, int position) {
+  namespace pt = boost::posix_time;
+  const std::type_info& type = column.type();
+  const int number = n * 100 + position;
+  if (type == typeid(dbl::auto_id)) return dbl::entry_data(n);
+  if (type == typeid(int)) return dbl::entry_data(number);
+  if (type == typeid(bool)) return dbl::entry_data(n % 2 == 0);
+  if (type == typeid(std::int64_t)) return dbl::entry_data(std::int64_t{number} << 33);
+  if (type == typeid(double)) return dbl::entry_data(number + 0.25);
+  if (type == typeid(dbl::blob)) return dbl::blob{static_cast<unsigned char>(n), 0, 255};
+  if (type == typeid(pt::ptime))
+    return pt::ptime(boost::gregorian::date(2007, 3, 1)) + pt::seconds(number);
+  return dbl::entry_data(column.name() + " " + std::to_string(n));
+}
+
+// The rows of `table` as its columns in `shape` give them, in a stable order.
+std::vector<dbl::entry_data_vector> rows_of(dbl::database& db,
+                                            const dbl::table_description& shape) {
+  std::string columns;
+  for (const auto& c : shape.columns()) columns += (columns.empty() ? "" : ", ") + c.name();
+  dbl::query q(db, "SELECT " + columns + " FROM " + shape.name() + " ORDER BY " + columns);
+  q.set_columns(shape.columns());
+  return std::vector<dbl::entry_data_vector>(q.begin(), q.end());
+}
+
+const std::string kId = "id INTEGER UNIQUE,\n\t";
+const std::string kIdKey = "\n\t,\tPRIMARY KEY (id)";
+std::string references(const std::string& column, const std::string& table) {
+  return ",\n\tFOREIGN KEY (" + column + ") REFERENCES " + table + "(id)";
+}
+
+// Each new table's text between "CREATE TABLE <name> (\n\t" and "\n)"; tables of one shape
+// are filled in by the loops of expected_tables().
+std::map<std::string, std::string> expected_tables() {
+  std::map<std::string, std::string> t = {
+      {"version_table", "version_number INTEGER NOT NULL"},
+      {"change_table",
+       "change_id INTEGER NOT NULL,\n\tchange_type TEXT NOT NULL\n\t,\tPRIMARY KEY (change_type)"},
+      {"db_change_timestamp_table",
+       "change_id INTEGER UNIQUE,\n\tchange_date_time TEXT NOT NULL\n\t,\tPRIMARY KEY (change_id)"},
+      {"volume_table", kId +
+                           "description TEXT NOT NULL,\n\tserial TEXT UNIQUE,\n\t"
+                           "drive_path_if_builtin TEXT NOT NULL,\n\ttype TEXT NOT NULL" +
+                           kIdKey},
+      {"rendition_description_table", kId + "identifier TEXT UNIQUE" + kIdKey},
+      {"rendition_to_master_table",
+       kId +
+           "master_id INTEGER NOT NULL,\n\trendition_id INTEGER UNIQUE\n\t,\tPRIMARY KEY (id, "
+           "master_id)" +
+           references("master_id", "media_table") + references("rendition_id", "media_table")},
+      {"media_table",
+       kId +
+           "change_id INTEGER NOT NULL,\n\tfull_filepath TEXT NOT NULL,\n\tfilepath_search_index "
+           "TEXT NOT NULL,\n\tfilename_search_index TEXT NOT NULL,\n\tmime_type TEXT NOT NULL,"
+           "\n\tvolume_id INTEGER NOT NULL,\n\tsearch_date_begin TEXT NOT NULL,\n\t"
+           "search_date_end TEXT NOT NULL,\n\trendition_description_id INTEGER NOT NULL" +
+           kIdKey + references("volume_id", "volume_table") +
+           references("rendition_description_id", "rendition_description_table")},
+      {"tag_table",
+       kId +
+           "change_id INTEGER NOT NULL,\n\tname TEXT,\n\tparent_id INTEGER NOT NULL,\n\t"
+           "sibling_index INTEGER NOT NULL,\n\ttype_name TEXT,\n\tmedia_is_ordered INTEGER NOT "
+           "NULL,\n\tcan_tag_media INTEGER NOT NULL,\n\tcan_have_children INTEGER NOT NULL,\n\t"
+           "applies_to_all_in_media_stack INTEGER NOT NULL,\n\t"
+           "applies_to_all_in_version_stack INTEGER NOT NULL" +
+           kIdKey},
+      {"tag_to_media_table",
+       "media_id INTEGER NOT NULL,\n\ttag_id INTEGER NOT NULL,\n\tmedia_index INTEGER NOT NULL\n\t,"
+       "\tPRIMARY KEY (media_id, tag_id)" +
+           references("media_id", "media_table") + references("tag_id", "tag_table")},
+      {"metadata_description_table",
+       kId +
+           "identifier TEXT NOT NULL,\n\tdata_type TEXT NOT NULL,\n\tassociation_type TEXT NOT "
+           "NULL,\n\tcan_have_multiple_items INTEGER NOT NULL" +
+           kIdKey},
+      {"_dbl_auto_id_table",
+       "last_assigned_id INTEGER UNIQUE\n\t,\tPRIMARY KEY (last_assigned_id)"},
+  };
+  for (const std::string kind : {"media", "version"}) {
+    t[kind + "_stack_to_media_table"] =
+        "stack_tag_id INTEGER NOT NULL,\n\tmedia_id INTEGER NOT NULL,\n\tmedia_index INTEGER NOT "
+        "NULL" +
+        std::string(kind == "version" ? ",\n\tparent_id INTEGER NOT NULL" : "") +
+        "\n\t,\tPRIMARY KEY (stack_tag_id, media_id)" + references("stack_tag_id", "tag_table") +
+        references("media_id", "media_table");
+    t[kind + "_stack_sort_table"] =
+        "media_id INTEGER UNIQUE,\n\tsearch_date_begin TEXT NOT NULL,\n\tsearch_date_end TEXT NOT "
+        "NULL\n\t,\tPRIMARY KEY (media_id)" +
+        references("media_id", "media_table");
+  }
+  for (const auto& [kind, type] : std::map<std::string, std::string>{{"string", "TEXT"},
+                                                                     {"integer", "INTEGER"},
+                                                                     {"decimal", "NUMERIC"},
+                                                                     {"date_time", "TEXT"},
+                                                                     {"blob", "BLOB"}}) {
+    t["metadata_" + kind + "_table"] = kId + "description_id INTEGER NOT NULL,\n\tvalue " + type +
+                                       " NOT NULL" + kIdKey +
+                                       references("description_id", "metadata_description_table");
+  }
+  for (const std::string owner : {"media", "tag"}) {
+    t[owner + "_to_metadata_table"] = owner + "_id INTEGER NOT NULL,\n\tmetadata_id INTEGER NOT " +
+                                      "NULL\n\t,\tPRIMARY KEY (" + owner + "_id, metadata_id)" +
+                                      references(owner + "_id", owner + "_table");
+  }
+  return t;
+}
+
+// The named indexes and their columns; each is on the table that its name begins with.
+std::map<std::string, std::string> expected_indexes() {
+  std::map<std::string, std::string> i = {
+      {"rendition_to_master_table_rendition_clustered_index", "rendition_id, master_id"},
+      {"rendition_to_master_table_master_clustered_index", "master_id, rendition_id"},
+      {"media_table_change_id_index", "change_id, id"},
+      {"media_table_filepath_index", "filepath_search_index, filename_search_index, id"},
+      {"media_table_filename_index", "filename_search_index, id"},
+      {"media_table_volume_index", "volume_id, id"},
+      {"media_table_search_date_begin_index", "search_date_begin, id"},
+      {"media_table_search_date_end_index", "search_date_end, id"},
+      {"media_table_mimetype_index", "mime_type, id"},
+      {"tag_table_change_id_index", "change_id, id"},
+      {"tag_table_parent_sibling_index", "parent_id, sibling_index, id"},
+      {"tag_to_media_table_tag_clustered_index", "tag_id, media_id, media_index"},
+      {"tag_to_media_table_media_clustered_index", "media_id, tag_id"},
+      {"metadata_string_table_value_index", "description_id, value, id"},
+      {"metadata_integer_table_value_index", "description_id, value, id"},
+      {"metadata_decimal_table_index", "description_id, value, id"},
+      {"metadata_date_time_table_index", "description_id, value, id"},
+      {"metadata_blob_table_index", "description_id, id"},
+  };
+  for (const std::string kind : {"media", "version"}) {
+    i[kind + "_stack_to_media_table_media_clustered_index"] = "media_id, stack_tag_id";
+    i[kind + "_stack_to_media_table_stack_clustered_index"] = "stack_tag_id, media_index, media_id";
+    i[kind + "_stack_sort_table_begin_index"] = "search_date_begin, media_id";
+    i[kind + "_stack_sort_table_end_index"] = "search_date_end, media_id";
+  }
+  for (const std::string owner : {"media", "tag"}) {
+    i[owner + "_to_metadata_table_" + owner + "_clustered_index"] = owner + "_id, metadata_id";
+    i[owner + "_to_metadata_table_metadata_clustered_index"] = "metadata_id, " + owner + "_id";
+  }
+  return i;
+}
+
+class Schema : public ::testing::Test {
+ protected:
+  std::string file() const { return box_.path("catalog.omb14db"); }
+
+  // A catalog of an old version with kRows rows in every table but version_table, as that
+  // version made it (rendition_description_table keeps its row 0), and the "db_changed" counter
+  // at `counter` (0: no counter row); returns those rows by table.
+  rows_by_table make_fixture(const schema_generation& generation, int counter = 42) {
+    std::remove(file().c_str());
+    dbl::sqlite_database db(file());
+    vael::schema::create_schema(db, generation);
+    dbl::transaction t(db);
+    t.begin(dbl::strict_policy, true, true);
+    for (const dbl::table_description& table : generation.tables) {
+      std::vector<dbl::entry_data_vector> rows;
+      if (table.name() == "change_table") {
+        rows.push_back({37, "current_change_id"});
+        if (counter != 0) rows.push_back({counter, "db_changed"});
+      }
+      const bool own_rows = table.name() == "change_table" || table.name() == "version_table";
+      for (int n = 1; n <= kRows && !own_rows; ++n) {
+        dbl::entry_data_vector& values = rows.emplace_back();
+        for (const auto& c : table.columns())
+          values.push_back(fixture_value(c, n, int(values.size())));
+      }
+      for (auto& row : rows) dbl::insert_row(db.implementer(), table, row, true, nullptr);
     }
-    s += "\n";
+    t.end();
+    rows_by_table out;
+    for (const auto& table : generation.tables) out[table.name()] = rows_of(db, table);
+    return out;
   }
-  for (const auto& [name, columns] : d.indexes()) {
-    s += "  index " + name + " (";
-    for (const std::string& c : columns) s += c + ",";
-    s += ")\n";
+
+  // Upgrades the file, which must then be a current catalog in every respect, keeping the rows
+  // of `old`.
+  void expect_upgraded(const schema_generation& old, const rows_by_table& rows_before,
+                       int counter = 42) {
+    dbl::sqlite_database fresh(box_.path("new.omb14db"));
+    vael::schema::create_catalog_schema(fresh);
+    dbl::sqlite_database db(file());
+    vael::schema::upgrade_catalog(db, nullptr);
+    EXPECT_EQ(master_entries(db), master_entries(fresh));
+    EXPECT_EQ(vael::schema::read_schema_version(db), 9);
+    for (const dbl::table_description& table : old.tables) {
+      if (table.name() == "version_table") continue;
+      EXPECT_TRUE(rows_of(db, table) == rows_before.at(table.name())) << table.name();
+    }
+    EXPECT_EQ(vael_test::text(db, "PRAGMA integrity_check"), "ok");
+    EXPECT_EQ(scalar(db, "SELECT count(*) FROM db_change_timestamp_table"), 0);
+    EXPECT_EQ(
+        vael_test::text(db, "SELECT identifier FROM rendition_description_table WHERE id = 0"),
+        "vael_master_rendition");
+    // Every media and tag from version 7 takes the old counter as change id, every media the
+    // master rendition; the rows of the version 8 fixture keep theirs.
+    const int from7 = old.version == 7 ? kRows : 0;
+    const std::string stamped = " WHERE change_id = " + std::to_string(counter);
+    EXPECT_EQ(scalar(db, "SELECT count(*) FROM media_table WHERE rendition_description_id = 0"),
+              from7);
+    EXPECT_EQ(scalar(db, "SELECT count(*) FROM media_table" + stamped), from7);
+    EXPECT_EQ(scalar(db, "SELECT count(*) FROM tag_table" + stamped), from7);
+    // The references of other tables name the rebuilt tables, not the renamed old ones.
+    EXPECT_EQ(scalar(db, "SELECT count(*) FROM sqlite_master WHERE sql LIKE '%_old%'"), 0);
+    EXPECT_EQ(scalar(db,
+                     "SELECT count(*) FROM tag_to_media_table JOIN media_table ON media_id = "
+                     "media_table.id JOIN tag_table ON tag_id = tag_table.id"),
+              kRows);
   }
-  return s;
+
+  vantor_test::sandbox box_;
+};
+
+TEST_F(Schema,
+       NewCatalogHoldsExactlyTheGeneratedSchemaOpensWithoutAWriteIsRepairedButNoOtherVersion) {
+  {
+    dbl::sqlite_database db(file());
+    vael::schema::create_catalog_schema(db);
+    std::map<std::string, std::string> tables, indexes;
+    for (const auto& [type, name, table, sql] : master_entries(db)) {
+      if (type == "table") tables[name] = sql;
+      // Automatic indexes of UNIQUE and PRIMARY KEY carry no SQL and follow from the tables.
+      if (type == "index" && !sql.empty()) indexes[name] = sql;
+    }
+    const auto want_tables = expected_tables();
+    const auto want_indexes = expected_indexes();
+    EXPECT_EQ(tables.size(), want_tables.size());
+    for (const auto& [name, body] : want_tables) {
+      EXPECT_EQ(tables[name], "CREATE TABLE " + name + " (\n\t" + body + "\n)") << name;
+    }
+    EXPECT_EQ(indexes.size(), want_indexes.size());
+    for (const auto& [name, columns] : want_indexes) {
+      const std::string table = name.substr(0, name.find("_table") + 6);
+      EXPECT_EQ(indexes[name], "CREATE INDEX " + name + " ON " + table + "(" + columns + ")");
+    }
+    EXPECT_EQ(vael::schema::read_schema_version(db), 9);
+    EXPECT_EQ(vael_test::text(
+                  db, "SELECT group_concat(id || identifier) FROM rendition_description_table"),
+              "0vael_master_rendition");
+  }
+  const std::string before = vantor_test::read_file(file());
+  {
+    dbl::sqlite_database db(file());
+    vael::schema::open_catalog_schema(db, nullptr);
+    EXPECT_NO_THROW(db.get_table("tag_to_metadata_table"));
+  }
+  EXPECT_EQ(vantor_test::read_file(file()), before) << "opening a current catalog wrote to it";
+
+  dbl::sqlite_database db(file());
+  const auto whole = master_entries(db);
+  run(db, "DROP TABLE tag_to_metadata_table");
+  run(db, "DROP TABLE metadata_blob_table");
+  run(db, "DELETE FROM rendition_description_table");
+  vael::schema::create_catalog_schema(db);
+  EXPECT_EQ(master_entries(db), whole);
+  EXPECT_EQ(scalar(db, "SELECT count(*) FROM rendition_description_table WHERE id = 0"), 1);
+  EXPECT_EQ(scalar(db, "SELECT count(*) FROM version_table"), 1);
+
+  // Another version is refused, and nothing is created in it.
+  dbl::sqlite_database other(box_.path("other.omb14db"));
+  run(other, "CREATE TABLE version_table (\n\tversion_number INTEGER NOT NULL\n)");
+  run(other, "INSERT INTO version_table VALUES (8)");
+  EXPECT_EQ(vael_test::message_of<vael::database_version_error>(
+                [&] { vael::schema::create_catalog_schema(other); }),
+            "The database is not the current version, and cannot be opened");
+  EXPECT_FALSE(other.in_transaction());
+  EXPECT_EQ(master_entries(other).size(), 1u);
 }
 
-std::map<std::string, std::string> signatures(const schema_generation& g) {
-  std::map<std::string, std::string> out;
-  for (const dbl::table_description& d : g.tables) out[d.name()] = signature(d);
-  return out;
+TEST_F(Schema, Versions7And8BecomeANewCatalogKeepingTheirRows) {
+  const schema_generation v7 = vael::schema::v7::generation(), v8 = vael::schema::v8::generation();
+  // A version 7 file without the counter stamps its media and tags with change id 0.
+  for (const auto& [old, counter] : {std::pair{v7, 42}, {v8, 42}, {v7, 0}}) {
+    SCOPED_TRACE(std::to_string(old.version) + " counter " + std::to_string(counter));
+    const rows_by_table before = make_fixture(old, counter);
+    expect_upgraded(old, before, counter);
+  }
 }
 
-std::vector<std::string> names(const schema_generation& g) {
-  std::vector<std::string> out;
-  for (const dbl::table_description& d : g.tables) out.push_back(d.name());
-  return out;
-}
-
-TEST(CatalogSchemaDescriptions, FrozenVersionsDifferOnlyWhereTheUpgradesSayTheyDo) {
-  const schema_generation v9 = vael::schema::current_generation();
-  const schema_generation v8 = vael::schema::v8::generation();
+TEST_F(Schema, UpgradeStoppedAfterVersion8GoesOnFromThere) {
   const schema_generation v7 = vael::schema::v7::generation();
-  EXPECT_EQ(v9.version, 9);
-  EXPECT_EQ(v8.version, 8);
-  EXPECT_EQ(v7.version, 7);
-  ASSERT_EQ(v9.tables.size(), 21u);
-  EXPECT_EQ(v9.tables.front().name(), "version_table");
-
-  // Version 8 is version 9 without the timestamp table, in the same order.
-  std::vector<std::string> expected_v8 = names(v9);
-  expected_v8.erase(expected_v8.begin() + 2);
-  EXPECT_EQ(names(v8), expected_v8);
-  const auto s9 = signatures(v9);
-  for (const auto& [name, sig] : signatures(v8)) EXPECT_EQ(sig, s9.at(name)) << name;
-
-  std::vector<std::string> expected_v7 = expected_v8;
-  for (const char* gone : {"rendition_description_table", "rendition_to_master_table"}) {
-    expected_v7.erase(std::find(expected_v7.begin(), expected_v7.end(), gone));
+  const rows_by_table before = make_fixture(v7);
+  {
+    dbl::sqlite_database db(file());
+    // A view under the name of the one table version 9 adds makes the second step fail.
+    run(db, "CREATE VIEW db_change_timestamp_table AS SELECT 1");
+    EXPECT_THROW(vael::schema::upgrade_catalog(db, nullptr), std::runtime_error);
+    EXPECT_FALSE(db.in_transaction());
+    EXPECT_EQ(vael::schema::read_schema_version(db), 8);
+    EXPECT_EQ(scalar(db, "SELECT count(*) FROM rendition_description_table"), 1)
+        << "the first part of the second step was not rolled back";
+    run(db, "DROP VIEW db_change_timestamp_table");
   }
-  EXPECT_EQ(names(v7), expected_v7);
-  const std::set<std::string> changed = {"media_table", "tag_table"};
-  for (const auto& [name, sig] : signatures(v7)) {
-    if (changed.count(name) == 0) {
-      EXPECT_EQ(sig, s9.at(name)) << name;
+  expect_upgraded(v7, before);
+}
+
+TEST_F(Schema, VersionsOutsideTheUpgradePathAreRefusedUnchanged) {
+  const schema_generation v7 = vael::schema::v7::generation();
+  const struct {
+    schema_generation generation;
+    int stored_version;
+    const char* setting;
+    const char* message;
+  } cases[] = {
+      {vael::schema::current_generation(), 10, "", "conversion failed"},
+      {v7, 6, "", "The database is not the current version, and cannot be opened"},
+      // Enforced, they would rewrite the references to the rebuilt tables.
+      {v7, 7, "PRAGMA foreign_keys = ON",
+       "A catalog cannot be upgraded while foreign keys are enforced."},
+  };
+  for (const auto& c : cases) {
+    make_fixture(c.generation);
+    {
+      dbl::sqlite_database db(file());
+      run(db, "UPDATE version_table SET version_number = " + std::to_string(c.stored_version));
     }
+    const std::string before = vantor_test::read_file(file());
+    try {
+      dbl::sqlite_database db(file());
+      if (*c.setting != 0) run(db, c.setting);
+      vael::schema::open_catalog_schema(db, nullptr);
+      ADD_FAILURE() << c.message << ": accepted";
+    } catch (const std::exception& e) {
+      EXPECT_STREQ(e.what(), c.message);
+      EXPECT_EQ(dynamic_cast<const vael::database_version_error*>(&e) != nullptr,
+                c.stored_version < 7);
+      EXPECT_EQ(dynamic_cast<const std::logic_error*>(&e) != nullptr, *c.setting != 0);
+    }
+    EXPECT_EQ(vantor_test::read_file(file()), before) << c.message << ": the file changed";
   }
-
-  // The two changed tables: version 9 minus the new columns and their indexes.
-  dbl::table_description media7 = vael::schema::v7::media_table_description();
-  dbl::table_description media9 = vael::schema::media_table_description();
-  EXPECT_EQ(media7.column_position("change_id"), -1);
-  EXPECT_EQ(media7.column_position("rendition_description_id"), -1);
-  EXPECT_EQ(media7.column_count() + 2, media9.column_count());
-  EXPECT_EQ(media7.indexes().count("media_table_change_id_index"), 0u);
-  EXPECT_EQ(media7.indexes().size() + 1, media9.indexes().size());
-  dbl::table_description tag7 = vael::schema::v7::tag_table_description();
-  EXPECT_EQ(tag7.column_position("change_id"), -1);
-  EXPECT_EQ(tag7.column_count() + 1, vael::schema::tag_table_description().column_count());
-  EXPECT_TRUE(tag7.indexes().empty());
 }
 
 }  // namespace
