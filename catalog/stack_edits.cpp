@@ -13,7 +13,7 @@ namespace vael {
 // as they were; both are brought in line here.
 void remove_from_version_stack(const connection_handle& handle, int media_id) {
   if (!version_stack::is_media_in_version_stack(handle, media_id)) {
-    throw std::runtime_error("media " + std::to_string(media_id) + " is in no version stack");
+    throw std::runtime_error("not in a version stack");
   }
   version_stack::get_for_media(handle, media_id).remove_media(media_id);
   if (media_stack::is_media_in_stack(handle, media_id)) {

@@ -206,9 +206,9 @@ TEST_F(Media, RemovalClosesOrderedTagsAndDropsOtherRelations) {
   vael::tag album, person;
   write([&] {
     album = vael::create_custom_tag_namespace(h(), "collection_ns")
-                .create_tag("Trip", vael_util::album_type());
+                .create_tag("Trip", vael_test::album_type());
     person = vael::create_custom_tag_namespace(h(), "person_ns")
-                 .create_tag("Anna", vael_util::user_person_type());
+                 .create_tag("Anna", vael_test::person_type());
     album.set_media_order({a.get_id(), b.get_id(), c.get_id()});
     person.tag_media(b.get_id());
   });

@@ -19,8 +19,8 @@ using vael::metadata_data_type;
 using vael::metadata_description_t;
 using vael::metadata_item_t;
 using vael_test::message_of;
-using vael_util::user_misc_leaf_type;
-using vael_util::user_person_type;
+using vael_test::misc_leaf_type;
+using vael_test::person_type;
 
 const auto logic_error_of = message_of<std::logic_error>;
 constexpr auto media_assoc = metadata_association_type::media_association_type;
@@ -45,13 +45,13 @@ class Tags : public vael_test::tag_catalog {
       people = vael::create_custom_tag_namespace(h(), "person_ns");
       user = vael::create_custom_tag_namespace(h(), "user_ns");
       const auto albums = vael::create_custom_tag_namespace(h(), "collection_ns");
-      anna = people.create_tag("Anna", user_person_type());
-      ben = people.create_tag("Ben", user_person_type());
-      kids = anna.create_child("Kids", user_person_type());
-      carl = kids.create_child("Carl", user_misc_leaf_type());
-      u = user.create_tag("U", user_person_type());
+      anna = people.create_tag("Anna", person_type());
+      ben = people.create_tag("Ben", person_type());
+      kids = anna.create_child("Kids", person_type());
+      carl = kids.create_child("Carl", misc_leaf_type());
+      u = user.create_tag("U", person_type());
       trips = albums.create_tag("Trips", vael_test::album_group_type());
-      rome = trips.create_child("Rome", vael_util::album_type());
+      rome = trips.create_child("Rome", vael_test::album_type());
       for (int i = 0; i < 5; ++i) m.push_back(vael_test::add_media(c_.get(), std::to_string(i)));
     });
   }
@@ -271,9 +271,9 @@ TEST_F(Tags, HierarchyChangesMoveSubtreesWithinAndBetweenNamespacesOrLeaveRowsAn
 
   // The change stays open until a finish succeeds, and meanwhile guards the forest.
   const refused cases[] = {
-      {"create", [&] { people.create_tag("New", user_person_type()); },
+      {"create", [&] { people.create_tag("New", person_type()); },
        "Cannot create tags while in a tag hierarchy change."},
-      {"create child", [&] { anna.create_child("New", user_person_type()); },
+      {"create child", [&] { anna.create_child("New", person_type()); },
        "Cannot create tags while in a tag hierarchy change."},
       {"remove", [&] { carl.remove(vael::tag_base::even_if_referenced); },
        "Cannot remove tags while in a tag hierarchy change."},

@@ -3,17 +3,25 @@
 #include "catalog/custom_tag_namespace.h"
 #include "catalog/tag.h"
 #include "catalog/volume_manager.h"
-#include "catalog_util/well_known_tags.h"
 #include "tests/catalog/catalog_test_support.h"
 
 namespace vael_test {
 
+// The kinds of tag the catalog tests build with, described here rather than taken from the
+// vocabulary above the catalog: {type name, ordered, tags media, has children}.
+inline vael::tag_type_t person_type() {
+  return {"user_person", false, true, true};
+}
+inline vael::tag_type_t misc_leaf_type() {
+  return {"user_misc", false, true, false};
+}
+inline vael::tag_type_t album_type() {
+  return {"collection", true, true, false};
+}
 // An album group whose description asks for an order as well: without can_tag_media the
 // catalog must drop the flag.
 inline vael::tag_type_t album_group_type() {
-  vael::tag_type_t type = vael_util::album_group_type();
-  type.media_is_ordered = true;
-  return type;
+  return {"collection_group", true, false, true};
 }
 
 // A fresh catalog with one open connection.
@@ -51,9 +59,7 @@ class tag_catalog : public ::testing::Test {
   }
   int new_root_tag(const std::string& name) {
     int id = 0;
-    write([&] {
-      id = vael::create_tag_base(h(), 0, name, vael_util::user_misc_leaf_type()).get_id();
-    });
+    write([&] { id = vael::create_tag_base(h(), 0, name, misc_leaf_type()).get_id(); });
     return id;
   }
   int count(const std::string& sql) const { return scalar(db(), sql); }

@@ -8,6 +8,7 @@
 
 #include "catalog/custom_tag_namespace.h"
 #include "catalog/tag_edits.h"
+#include "catalog_util/well_known_tags.h"
 #include "tests/catalog/tag_test_support.h"
 
 namespace {

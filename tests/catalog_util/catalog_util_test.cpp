@@ -10,6 +10,7 @@
 #include "catalog_util/search/criteria_serialization.h"
 #include "catalog_util/search/search_criteria.h"
 #include "catalog_util/search/search_implementer.h"
+#include "catalog_util/well_known_tags.h"
 #include "dbl/temporary_table.h"
 #include "tests/catalog/tag_test_support.h"
 
