@@ -83,6 +83,12 @@ TEST_F(CliTest, MistakesAreRefusedWithTheUsageOfTheCommandAtHand) {
     EXPECT_NE(r.err.find("\nUsage: " + c.usage), std::string::npos) << r.err;
   }
   EXPECT_NE(run({"album", "bogus"}).err.find("unknown command 'bogus'"), std::string::npos);
+  // An unknown option is named even where a required argument is missing too.
+  EXPECT_NE(run({"tag", "move", "c.db", "1", "-x"})
+                .err.find("unknown option '-x'\nUsage: vantor tag move"),
+            std::string::npos);
+  EXPECT_NE(run({"--bogus"}).err.find("unknown option '--bogus'\nUsage: vantor [OPTIONS]"),
+            std::string::npos);
 }
 
 TEST_F(CliTest, VersionHelpAndABareCall) {
@@ -117,6 +123,10 @@ TEST_F(CliTest, TablesEscapeEveryFieldAndJsonHoldsTheValues) {
   EXPECT_EQ(
       all.at(0).toObject().value("path").toString() + all.at(1).toObject().value("path").toString(),
       odd < list.out.find('\n') ? "/a\tb\nc.jpg/plain.jpg" : "/plain.jpg/a\tb\nc.jpg");
+  const std::size_t line = list.out.rfind('\n', odd);
+  const std::string odd_id = list.out.substr(line == std::string::npos ? 0 : line + 1);
+  const cli_result show = run({"media", "show", catalog, odd_id.substr(0, odd_id.find('\t'))});
+  EXPECT_NE(show.out.find("/a\\tb\\nc.jpg\n"), std::string::npos) << show.out;
   const std::string album = id_in(run({"album", "create", catalog, "Rome"}).out);
   ASSERT_EQ(run({"album", "add", catalog, album, media}).status, 0);
   ASSERT_EQ(run({"version-stack", "add", catalog, other, media}).status, 0);

@@ -22,8 +22,8 @@ QJsonObject album_tree(const vael::tag& t, std::size_t depth, bool json) {
                    {"name", json_text(t.get_name())},
                    {"type", json_text(t.get_type_name())}};
   if (!json) {
-    std::cout << std::string(depth * 2, ' ') << t.get_name() << " (" << t.get_id() << ", "
-              << t.get_type_name();
+    std::cout << std::string(depth * 2, ' ') << escape_field(t.get_name()) << " (" << t.get_id()
+              << ", " << t.get_type_name();
     if (t.can_tag_media()) std::cout << ", " << t.get_media_ids().size() << " media";
     std::cout << ")\n";
   }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <iostream>
@@ -101,7 +102,14 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& e) {
     const CLI::App* at = deepest(app);
     const std::vector<std::string> left = app.remaining(true);
-    if (e.get_name() == "RequiredError" && has_commands(at) && !left.empty()) {
+    // CLI11 checks what is required before what is left over, so an unknown option would
+    // otherwise hide behind a complaint about what it was meant to be.
+    const auto option = std::find_if(left.begin(), left.end(), [](const std::string& word) {
+      return word.size() > 1 && word[0] == '-';
+    });
+    if (option != left.end()) {
+      std::cerr << "vantor: unknown option '" << *option << "'\n" << usage_of(at);
+    } else if (e.get_name() == "RequiredError" && has_commands(at) && !left.empty()) {
       std::cerr << "vantor: unknown command '" << left.front() << "'\n" << usage_of(at);
     } else {
       std::cerr << "vantor: " << e.what() << "\n" << usage_of(at);

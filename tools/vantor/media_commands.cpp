@@ -202,18 +202,20 @@ int media_show(const media_args& args) {
     return 0;
   }
   std::cout << "media " << id << (m.is_master() ? " (master)" : " (rendition)") << "\n"
-            << "path: " << m.get_filepath(false) << "\n"
-            << "volume: " << m.get_volume_id() << ", path there " << m.get_filepath(true) << "\n"
+            << "path: " << escape_field(m.get_filepath(false)) << "\n"
+            << "volume: " << m.get_volume_id() << ", path there "
+            << escape_field(m.get_filepath(true)) << "\n"
             << "mime type: " << m.get_mime_type() << "\n"
             << "date: " << date_text(m.get_date()) << "\n"
             << "change id: " << m.get_change_id() << "\n";
   for (int tag_id : tag_ids) {
     const vael::tag t = vael::get_tag(c->handle(), tag_id);
-    std::cout << "tag: " << tag_id << " '" << t.get_name() << "' (" << t.get_type_name() << ")\n";
+    std::cout << "tag: " << tag_id << " '" << escape_field(t.get_name()) << "' ("
+              << t.get_type_name() << ")\n";
   }
   for (const vael::metadata_item_t& item : items) {
     std::cout << "metadata: " << item.description.get_identifier() << " = "
-              << value_text(item.value, item.description.get_data_type()) << "\n";
+              << escape_field(value_text(item.value, item.description.get_data_type())) << "\n";
   }
   return 0;
 }

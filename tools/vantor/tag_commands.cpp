@@ -38,8 +38,8 @@ QJsonObject tree_of(const vael::tag& t, int depth, bool json) {
                    {"name", json_text(t.get_name())},
                    {"type", json_text(t.get_type_name())}};
   if (!json) {
-    std::cout << std::string(static_cast<std::size_t>(depth) * 2, ' ') << t.get_name() << " ("
-              << t.get_id() << ", " << t.get_type_name();
+    std::cout << std::string(static_cast<std::size_t>(depth) * 2, ' ') << escape_field(t.get_name())
+              << " (" << t.get_id() << ", " << t.get_type_name();
     if (t.can_tag_media()) std::cout << ", " << t.get_media_ids().size() << " media";
     std::cout << ")\n";
   }
@@ -82,34 +82,34 @@ void add_tag_commands(CLI::App& app) {
     bool json = false;
   };
   auto tree = std::make_shared<tree_args>();
-  CLI::App* tree_command =
-      add_command(*tag, "tree",
-                  "Prints the tag forest, or one namespace of it.\n"
-                  "One line per tag, indented by depth: name (id, type, media count).",
-                  [tree] {
-                    const auto c = open_catalog(tree->catalog);
-                    std::vector<vael::custom_tag_namespace> spaces;
-                    if (!tree->space.empty()) {
-                      spaces.push_back(vael::get_custom_tag_namespace(c->handle(), tree->space));
-                    } else {
-                      spaces = vael::get_custom_tag_namespaces(c->handle());
-                    }
-                    QJsonArray forest;
-                    for (const vael::custom_tag_namespace& ns : spaces) {
-                      if (!tree->json)
-                        std::cout << ns.get_name() << " (" << ns.get_id() << ", namespace)\n";
-                      QJsonArray children;
-                      for (const vael::tag& child : ns.get_children()) {
-                        children.append(tree_of(child, 1, tree->json));
-                      }
-                      forest.append(QJsonObject{{"id", ns.get_id()},
-                                                {"name", json_text(ns.get_name())},
-                                                {"type", "namespace"},
-                                                {"children", children}});
-                    }
-                    if (tree->json) print_json(forest);
-                    return 0;
-                  });
+  CLI::App* tree_command = add_command(
+      *tag, "tree",
+      "Prints the tag forest, or one namespace of it.\n"
+      "One line per tag, indented by depth: name (id, type, media count).",
+      [tree] {
+        const auto c = open_catalog(tree->catalog);
+        std::vector<vael::custom_tag_namespace> spaces;
+        if (!tree->space.empty()) {
+          spaces.push_back(vael::get_custom_tag_namespace(c->handle(), tree->space));
+        } else {
+          spaces = vael::get_custom_tag_namespaces(c->handle());
+        }
+        QJsonArray forest;
+        for (const vael::custom_tag_namespace& ns : spaces) {
+          if (!tree->json)
+            std::cout << escape_field(ns.get_name()) << " (" << ns.get_id() << ", namespace)\n";
+          QJsonArray children;
+          for (const vael::tag& child : ns.get_children()) {
+            children.append(tree_of(child, 1, tree->json));
+          }
+          forest.append(QJsonObject{{"id", ns.get_id()},
+                                    {"name", json_text(ns.get_name())},
+                                    {"type", "namespace"},
+                                    {"children", children}});
+        }
+        if (tree->json) print_json(forest);
+        return 0;
+      });
   tree_command->add_option("CATALOG", tree->catalog, "Catalog file.")->required();
   tree_command->add_option("--namespace", tree->space, "Only this namespace.");
   add_json_flag(tree_command, tree->json);
