@@ -1,23 +1,10 @@
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
-#include <functional>
 #include <iostream>
 #include <memory>
 #include <optional>
 
-#include "catalog/catalog_lookup.h"
-#include "catalog/connection.h"
 #include "catalog/schema/catalog_schema.h"
-#include "catalog/schema/schema_creation.h"
-#include "catalog/schema/schema_upgrade.h"
-#include "catalog/transaction.h"
 #include "catalog_util/catalog_defaults.h"
-#include "dbl/database_copy.h"
-#include "dbl/exceptions.h"
-#include "dbl/sqlite/sqlite_database.h"
-#include "dbl/transaction.h"
+#include "catalog_util/catalog_files.h"
 #include "environment/catalog_paths.h"
 #include "environment/file_helpers.h"
 #include "tools/vantor/commands.h"
@@ -26,54 +13,6 @@
 
 namespace vantor_cli {
 namespace {
-
-// An existing catalog file, opened, with its stored schema version. SQLite would create a
-// missing file, so that is refused first; a file SQLite cannot read is reported as not being
-// a catalog rather than with the engine's words alone.
-struct opened_catalog {
-  dbl::sqlite_database db;
-  std::optional<int> version;
-};
-
-opened_catalog open_catalog_file(const std::string& path) {
-  if (!vantor_env::FileExists(path)) throw std::runtime_error("no catalog file at " + path);
-  try {
-    dbl::sqlite_database db(path);
-    std::optional<int> version = vael::schema::read_schema_version(db);
-    return {db, version};
-  } catch (const dbl::internal_database_error& e) {
-    throw std::runtime_error(path + " is not a catalog (" + e.what() + ")");
-  }
-}
-
-// A new catalog file at `path` built by `fill`, which gets the open database, then by
-// `finish`, which gets the closed file's path: made under a temporary name and linked into
-// place, so that a failure half way, or a second creator racing this one, never leaves a
-// partial catalog under the real name.
-void build_new_catalog(const std::string& path, const std::function<void(dbl::database&)>& fill,
-                       const std::function<void(const std::string&)>& finish = nullptr) {
-  if (vantor_env::FileExists(path) || vantor_env::FolderExists(path)) {
-    throw std::runtime_error("a catalog already exists at " + path);
-  }
-  const std::string temporary = path + "." + std::to_string(::getpid()) + ".new";
-  std::remove(temporary.c_str());
-  try {
-    dbl::sqlite_database db(temporary);
-    fill(db);
-    db.close();
-    if (finish) finish(temporary);
-  } catch (...) {
-    std::remove(temporary.c_str());
-    throw;
-  }
-  const int linked = ::link(temporary.c_str(), path.c_str());
-  const int error = errno;
-  std::remove(temporary.c_str());
-  if (linked != 0) {
-    if (error == EEXIST) throw std::runtime_error("a catalog already exists at " + path);
-    throw std::runtime_error("cannot create " + path + ": " + std::strerror(error));
-  }
-}
 
 int current_version() {
   return vael::schema::current_schema_version;
@@ -88,58 +27,35 @@ const vael_util::default_tag_names& english_default_tag_names() {
   return names;
 }
 
-// Opens the new file through the catalog model, which adds what every opened catalog holds,
-// and gives it the defaults a host expects of a new catalog.
-void add_catalog_defaults(const std::string& path) {
-  vael::connection c(path);
-  vael::transaction t(c.handle());
-  t.begin(vael::without_undo, vael::lock_now);
-  vael_util::initialize_catalog_defaults(c.handle(), english_default_tag_names());
-  t.commit();
-}
-
 int catalog_create(const std::string& folder) {
   vantor_env::CreateFolderTree(folder);
   if (!vantor_env::FolderExists(folder)) throw std::runtime_error("cannot create folder " + folder);
   const std::string target = folder + "/" + vantor_env::GetCatalogFileName();
-  build_new_catalog(
-      target, [](dbl::database& db) { vael::schema::create_catalog_schema(db); },
-      add_catalog_defaults);
+  vael_util::create_catalog_file(target, english_default_tag_names());
   std::cout << "created " << target << " (schema version " << current_version() << ")\n";
   return 0;
 }
 
 int catalog_upgrade(const std::string& path) {
-  auto [db, before] = open_catalog_file(path);
-  if (!before) throw std::runtime_error(path + " is not a catalog: it has no schema version");
-  if (*before == current_version()) {
-    std::cout << path << " is at schema version " << *before << " already\n";
-    return 0;
-  }
-  if (*before > current_version() || *before < 7) {
-    throw std::runtime_error(path + " has schema version " + std::to_string(*before) +
-                             ", which cannot be brought to " + std::to_string(current_version()) +
-                             "; it is left as it is");
-  }
+  int before = 0;
   {
     progress_display progress("upgrading");
-    const int steps = current_version() - *before;
-    progress.update(0, steps);
-    if (*before == 7) {
-      vael::schema::upgrade_to_version_8(db, nullptr);
-      progress.update(1, steps);
-    }
-    vael::schema::upgrade_to_version_9(db);
-    progress.update(steps, steps);
+    before = vael_util::upgrade_catalog_file(
+        path, [&progress](long long at, long long maximum) { progress.update(at, maximum); });
   }
-  std::cout << "upgraded " << path << " from schema version " << *before << " to "
-            << current_version() << "\n";
+  if (before == current_version()) {
+    std::cout << path << " is at schema version " << before << " already\n";
+  } else {
+    std::cout << "upgraded " << path << " from schema version " << before << " to "
+              << current_version() << "\n";
+  }
   return 0;
 }
 
 int catalog_check(const std::string& path, bool json) {
-  auto [db, version] = open_catalog_file(path);
-  const std::vector<std::string> problems = vael::integrity_problems(db);
+  const vael_util::catalog_file_check checked = vael_util::check_catalog_file(path);
+  const std::optional<int>& version = checked.schema_version;
+  const std::vector<std::string>& problems = checked.problems;
   const bool version_ok = version == current_version();
   const bool integrity_ok = problems.empty();
 
@@ -163,28 +79,11 @@ int catalog_copy(const std::string& source_path, std::string target_path) {
   if (vantor_env::FolderExists(target_path)) {
     target_path += "/" + vantor_env::GetCatalogFileName();
   }
-  opened_catalog opened = open_catalog_file(source_path);
-  dbl::database& source = opened.db;
-  if (opened.version != current_version()) {
-    throw std::runtime_error(source_path + " is not at schema version " +
-                             std::to_string(current_version()) + "; upgrade it first");
-  }
-  vael::schema::create_catalog_schema(source);
-  build_new_catalog(target_path, [&source](dbl::database& target) {
-    // Empty tables only: the version row and the master rendition come from the source.
-    for (const dbl::table_description& table : vael::schema::current_generation().tables) {
-      target.create_table(table);
-    }
-    progress_display progress("copying");
-    dbl::transaction transaction(target);
-    transaction.begin(dbl::strict_policy, true, true);
-    dbl::copy_database(source, target, [&progress](int current, int maximum) {
-      progress.update(current, maximum);
-      return true;
-    });
-    transaction.end();
-    progress.update(1, 1);
-  });
+  progress_display progress("copying");
+  vael_util::copy_catalog_file(
+      source_path, target_path,
+      [&progress](long long at, long long maximum) { progress.update(at, maximum); });
+  progress.finish();
   std::cout << "copied " << source_path << " to " << target_path << "\n";
   return 0;
 }
