@@ -7,6 +7,7 @@
 #include "catalog_util/search/all_photos_search.h"
 #include "catalog_util/search/criteria_serialization.h"
 #include "catalog_util/search/search_implementer.h"
+#include "catalog_util/search/simple_searches.h"
 
 namespace vael_util {
 namespace {
@@ -14,6 +15,11 @@ namespace {
 std::map<std::int32_t, search_implementer>& implementer_table() {
   static std::map<std::int32_t, search_implementer> table;
   return table;
+}
+
+template <typename Search>
+void add_simple(std::int32_t type) {
+  add_search_implementer(type, make_search_implementer<Search>(type));
 }
 
 bool registered = false;
@@ -24,9 +30,26 @@ int search_version = 0;
 void register_search_implementers(int version) {
   if (registered) return;
   registered = true;
-  // The other classes add themselves here as they arrive.
   add_search_implementer(all_photos_search_type,
                          make_search_implementer<all_photos_search>(all_photos_search_type));
+  search_implementer user_tags = make_search_implementer<user_tag_search>(user_tag_search_type);
+  user_tags.build_any_query = [](const vael::connection_handle& handle, const search_criteria& c,
+                                 const std::string& table) {
+    return search_build_any_query(handle, c.get<user_tag_search>(), table);
+  };
+  add_search_implementer(user_tag_search_type, std::move(user_tags));
+  add_simple<filename_search>(filename_search_type);
+  add_simple<not_tagged_search>(not_tagged_search_type);
+  add_simple<media_has_metadata_search>(media_has_metadata_search_type);
+  add_simple<all_media_stacks_search>(all_media_stacks_search_type);
+  add_simple<all_version_stacks_search>(all_version_stacks_search_type);
+  add_simple<history_tag_search>(history_tag_search_type);
+  add_simple<creation_usage_search>(creation_usage_search_type);
+  add_simple<calendar_day_search>(calendar_day_search_type);
+  add_simple<unknown_date_search>(unknown_date_search_type);
+  add_simple<unanalyzed_asset_search>(unanalyzed_asset_search_type);
+  add_simple<foldername_search>(foldername_search_type);
+  add_simple<missing_file_search>(missing_file_search_type);
   search_version = version;
 }
 
