@@ -145,12 +145,35 @@ TEST_F(CliTest, TablesEscapeEveryFieldAndJsonHoldsTheValues) {
       {{"meta", "get", catalog, media, "tiff:ImageWidth"}, "0", "3"},
       {{"version-stack", "list", catalog}, "0/media/0/parent", std::stoi(media)},
       {{"namespace", "list", catalog}, "0/name", "stack_ns"},
+      {{"search", catalog, "(2)(" + album + ")()"}, "ids/0", std::stoi(media)},
+      {{"search", catalog, "(4)(0)", "--sql"}, "parameters/0/value", "%%"},
+      {{"search", "--normalize", "(17)(2)/x(3)"}, "text", "(17)(2)/x(3)"},
   };
   for (const auto& c : cases) {
     std::vector<std::string> args = c.args;
     args.push_back("--json");
     EXPECT_EQ(json_at(args, c.where), c.expected) << args[0] << " " << args[1] << " " << c.where;
   }
+}
+
+TEST_F(CliTest, SearchPrintsAscendingIdsOrItsStatement) {
+  const std::string catalog = catalog_with_media();
+  const std::string list = run({"media", "list", catalog}).out;
+  const std::string first = list.substr(0, list.find('\t'));
+  const std::string second =
+      list.substr(list.find('\n') + 1, list.find('\t', list.find('\n')) - list.find('\n') - 1);
+  const std::string low = std::to_string(std::min(std::stoi(first), std::stoi(second)));
+  const std::string high = std::to_string(std::max(std::stoi(first), std::stoi(second)));
+  EXPECT_EQ(run({"search", catalog, "(1)"}).out, low + "\n" + high + "\n");
+  EXPECT_EQ(run({"search", catalog, "(4)(3)JPG", "--in", high + ",999"}).out, high + "\n");
+  const cli_result sql = run({"search", catalog, "(4)(4)a\tb_"});
+  EXPECT_EQ(sql.out, "") << sql.err;
+  EXPECT_EQ(
+      run({"search", catalog, "(4)(4)a\tb_", "--sql"}).out,
+      "SELECT DISTINCT media_table.id FROM media_table\nINNER JOIN (SELECT id FROM media_table) "
+      "as id_table "
+      "ON id_table.id = media_table.id\nWHERE filename_search_index LIKE :filename  "
+      "ESCAPE '/'\n:filename\t%a\\tb/_%\n");
 }
 
 TEST_F(CliTest, AnUnwritableOutputIsAnErrorAClosedPipeIsNot) {
@@ -221,6 +244,10 @@ TEST_F(CliTest, RefusalsAreFramedAlikeAndChangeNothing) {
       {{"catalog", "check", box_.path("missing.db")}, "vantor: no catalog file at"},
       {{"catalog", "copy", box_.path("notes.txt"), catalog}, "vantor: " + box_.path("notes.txt")},
       {{"catalog", "copy", catalog, catalog}, "vantor: a catalog already exists at " + catalog},
+      // a stored search that does not read, or has more behind it
+      {{"search", catalog, "(15)"}, "vantor: cannot read the search text: No search_criteria"},
+      {{"search", catalog, "(1)(1)"}, "vantor: cannot read the search text: The search text goes"},
+      {{"search", catalog, "(1)", "--in", "1,x"}, "vantor: each id of --in must be a whole"},
   };
   for (const auto& refusal : refusals) {
     const cli_result r = run(refusal.args);
