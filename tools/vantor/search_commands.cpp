@@ -126,7 +126,7 @@ void add_search_command(CLI::App& app) {
   CLI::App* search = add_command(
       app, "search",
       "Runs a stored search over a catalog and prints the ids of the matching media.\n"
-      "TEXT is a stored search text, such as '(4)(4)beach' for file names holding 'beach'. "
+      "TEXT is a stored search text, such as '(4)(5)beach' for file names holding 'beach'. "
       "The ids come one per line, ascending.",
       [args] { return search_run(*args); });
   search->add_option("CATALOG", args->catalog, "The catalog file.");
