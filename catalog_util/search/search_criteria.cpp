@@ -8,6 +8,7 @@
 #include "catalog_util/search/criteria_serialization.h"
 #include "catalog_util/search/search_implementer.h"
 #include "catalog_util/search/simple_searches.h"
+#include "catalog_util/search/smart_album_search.h"
 
 namespace vael_util {
 namespace {
@@ -46,6 +47,7 @@ void register_search_implementers(int version) {
   add_simple<history_tag_search>(history_tag_search_type);
   add_simple<creation_usage_search>(creation_usage_search_type);
   add_simple<calendar_day_search>(calendar_day_search_type);
+  add_simple<advanced_metadata_search>(advanced_metadata_search_type);
   add_simple<unknown_date_search>(unknown_date_search_type);
   add_simple<unanalyzed_asset_search>(unanalyzed_asset_search_type);
   add_simple<foldername_search>(foldername_search_type);

@@ -1,0 +1,639 @@
+#include <algorithm>
+#include <boost/algorithm/string/split.hpp>
+#include <boost/date_time/posix_time/posix_time.hpp>
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <optional>
+#include <random>
+
+#include "catalog/media.h"
+#include "catalog/media_date.h"
+#include "catalog/media_stack.h"
+#include "catalog/metadata_view.h"
+#include "catalog/version_stack.h"
+#include "catalog_util/catalog_defaults.h"
+#include "catalog_util/file_types.h"
+#include "catalog_util/metadata_helpers.h"
+#include "catalog_util/metadata_vocabulary.h"
+#include "catalog_util/search/search_implementer.h"
+#include "catalog_util/search/search_runner.h"
+#include "catalog_util/search/smart_album_search.h"
+#include "catalog_util/well_known_tags.h"
+#include "tests/catalog/tag_test_support.h"
+
+namespace {
+
+namespace pt = boost::posix_time;
+namespace greg = boost::gregorian;
+namespace id = vael_util::metadata_identifier;
+namespace mime = vael_util::creation_mime_type;
+using vael_util::advanced_metadata_search;
+using vael_util::search_criteria;
+using vael_util::search_rule;
+using ids = std::vector<int>;
+
+pt::ptime at(int y, int m, int d, int h = 0, int mi = 0, int s = 0) {
+  return pt::ptime(greg::date(static_cast<unsigned short>(y), static_cast<unsigned short>(m),
+                              static_cast<unsigned short>(d)),
+                   pt::time_duration(h, mi, s));
+}
+const pt::ptime unknown_begin = at(1400, 1, 1);
+const pt::ptime unknown_end = at(9999, 12, 31, 23, 59, 59) + pt::microseconds(999999);
+const pt::ptime now = at(2014, 3, 15, 10);
+
+// What the test knows of each media; every rule's answer is worked out from it.
+struct row {
+  std::string name, mime;
+  pt::ptime begin, end;
+  std::map<std::string, double> num;
+  std::map<std::string, std::string> text;
+  std::vector<std::string> tags;
+  int id = 0;
+};
+
+std::string lower(std::string s) {
+  std::transform(s.begin(), s.end(), s.begin(), [](char c) {
+    return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  });
+  return s;
+}
+bool has(const std::string& s, const std::string& part) {
+  return lower(s).find(lower(part)) != std::string::npos;
+}
+bool begins(const std::string& s, const std::string& p) {
+  return lower(s).rfind(lower(p), 0) == 0;
+}
+bool ends(const std::string& s, const std::string& p) {
+  return s.size() >= p.size() && lower(s).compare(s.size() - p.size(), p.size(), lower(p)) == 0;
+}
+
+template <typename T>
+T item(const std::vector<T>& table, int index) {
+  return table.at(static_cast<std::size_t>(index));
+}
+
+search_rule rule(int field, int op, int value = 0, std::string text = "", std::string text2 = "") {
+  search_rule r;
+  r.rule_field = field;
+  r.rule_op = op;
+  r.value = r.value2 = value;
+  r.text = std::move(text);
+  r.text2 = std::move(text2);
+  return r;
+}
+search_rule dated(int field, int op, pt::ptime date, int count = 0, int unit = 0) {
+  search_rule r = rule(field, op);
+  r.date = date;
+  r.count = count;
+  r.unit = unit;
+  return r;
+}
+search_rule place(int op, double lon, double lat, int distance = 0, double unit = 0.0) {
+  search_rule r = rule(37, op);
+  r.longitude = lon;
+  r.latitude = lat;
+  r.distance = distance;
+  r.distance_unit = unit;
+  return r;
+}
+
+class SmartAlbum : public vael_test::tag_catalog {
+ protected:
+  static void SetUpTestSuite() { vael_util::register_search_implementers(1); }
+  void TearDown() override { vael_util::set_search_clock({}); }
+
+  SmartAlbum() {
+    const std::string jpeg = "image/jpeg";
+    rows_ = {
+        {"IMG_0001.JPG",
+         jpeg,
+         at(2014, 1, 31, 23, 59, 59),
+         at(2014, 1, 31, 23, 59, 59),
+         {{id::rating, 5},
+          {id::image_width, 4000},
+          {id::image_height, 3000},
+          {id::file_size, 2e6},
+          {id::exposure_time, 0.008},
+          {id::exposure_bias, -0.7},
+          {id::f_number, 2.8},
+          {id::iso_speed_ratings, 100},
+          {id::focal_length, 50},
+          {id::exposure_program, 2},
+          {id::flash, 1},
+          {id::gps_longitude, 10.25},
+          {id::gps_latitude, 60}},
+         {{id::make, "Canon"},
+          {id::model, "EOS_5D"},
+          {id::creator, "Ann O'Neil"},
+          {id::folder_name, "photos_2014"}},
+         {"A"}},
+        {"imgx0001.jpg",
+         jpeg,
+         at(2014, 2, 1),
+         at(2014, 2, 1),
+         {{id::rating, 0},
+          {id::image_width, 3000},
+          {id::image_height, 4000},
+          {id::file_size, 5e5},
+          {id::exposure_time, 0.0166667},
+          {id::f_number, 4},
+          {id::iso_speed_ratings, 200},
+          {id::focal_length, 35.5},
+          {id::flash, 16},
+          {id::gps_longitude, 10.5},
+          {id::gps_latitude, 60}},
+         {{id::make, "NIKON"}, {id::model, "EOS55D"}, {id::folder_name, "photosX2014"}},
+         {"B"}},
+        {"100%.png",
+         "image/png",
+         at(2014, 1, 31),
+         at(2014, 2, 1),
+         {{id::rating, 3},
+          {id::image_width, 1000},
+          {id::image_height, 1000},
+          {id::iso_speed_ratings, 400},
+          {id::f_number, 5.6},
+          {id::exposure_time, 0.5},
+          {id::exposure_bias, 0},
+          {id::gps_longitude, -6},
+          {id::gps_latitude, 40.2}},
+         {{id::image_description, "a 100% day"},
+          {id::album_notes, "notes here"},
+          {id::folder_name, "Trips/Rome"}},
+         {"A", "C"}},
+        {"clip.mov",
+         "video/quicktime",
+         at(2014, 3, 1),
+         at(2014, 3, 1),
+         {{id::frame_rate, 29.97}, {id::media_duration, 12.5}, {id::file_size, 9e7}},
+         {{id::media_format, "MPEG-4"}, {id::resolution, "1920x1080"}, {id::folder_name, "trips"}},
+         {"C"}},
+        {"clip2.MP4",
+         "video/mp4",
+         at(2014, 2, 28, 23, 59, 59),
+         at(2014, 2, 28, 23, 59, 59),
+         {{id::frame_rate, 25},
+          {id::media_duration, 60},
+          {id::gps_longitude, -5.5},
+          {id::gps_latitude, 40}},
+         {{id::media_format, "AVCHD"}, {id::resolution, "1280x720"}},
+         {"D"}},
+        {"song.mp3", "audio/mpeg", unknown_begin, unknown_end, {{id::rating, 1}}, {}, {}},
+        {"doc.pdf", "application/pdf", at(2013, 12, 31, 23, 59, 59), at(2014, 1, 1), {}, {}, {}},
+        {"show.omss",
+         mime::slideshow,
+         at(2014, 3, 15, 9),
+         at(2014, 3, 15, 9),
+         {{id::file_size, 100}},
+         {},
+         {"D"}},
+        {"velo.omssc",
+         mime::velo_slideshow,
+         unknown_begin,
+         unknown_end,
+         {{id::file_size, 100}},
+         {},
+         {}},
+        {"gallery.vmg", mime::flicker_gallery, unknown_begin, unknown_end, {}, {}, {}},
+        {"project.omb", "application/omb", unknown_begin, unknown_end, {}, {}, {}},
+        {"flick.flk", "application/x-glimmerwave-flicker", unknown_begin, unknown_end, {}, {}, {}},
+        {"photo.ombra",
+         "application/vnd.norvane.ombra",
+         at(2014, 3, 14),
+         at(2014, 3, 14),
+         {{id::rating, 4}},
+         {},
+         {}},
+    };
+    tag_dates_ = {{"A", at(2014, 1, 31)}, {"B", at(2014, 1, 31, 15)}, {"D", at(2014, 3, 10)}};
+    write([&] {
+      vael_util::initialize_catalog_defaults(
+          h(), {"-", "F", "Fr", "C", "-", "-", "T", "G", "W", "M", "QR", "-", "-", "Smart"});
+      const int disk = volumes()
+                           .add_volume({"disk-1", "disk", vael::volume_type::builtin_drive,
+                                        box_.path("Disk"), 0})
+                           .id;
+      const auto user = vael::get_custom_tag_namespace(h(), vael_util::ns_name::user);
+      for (const char* name : {"A", "B", "C", "D"}) {
+        tags_[name] = user.create_tag(name, vael_test::misc_leaf_type()).get_id();
+        if (tag_dates_.count(name) != 0) {
+          vael_util::create_tag_metadata(h(), id::tag_date, 3, tags_[name], tag_dates_[name]);
+        }
+      }
+      const vael::metadata_view_t view(h());
+      for (row& r : rows_) {
+        r.id = vael::media::create_master(h(), disk, "/m/" + r.name, r.mime).get_id();
+        vael::media::get_media(h(), r.id).set_date(vael::from_search_range(r.begin, r.end));
+        for (const auto& [identifier, v] : r.num) {
+          const bool integer = view.get_description(identifier).get_data_type() ==
+                               vael::metadata_data_type::integer_type;
+          vael_util::create_media(h(), identifier, 0, r.id,
+                                  integer ? dbl::entry_data(std::llround(v)) : dbl::entry_data(v));
+        }
+        for (const auto& [identifier, v] : r.text) {
+          vael_util::create_media(h(), identifier, 0, r.id, v);
+        }
+        for (const std::string& t : r.tags) vael::get_tag(h(), tags_[t]).tag_media(r.id);
+      }
+      vael::media_stack::create(h(), {rows_[0].id, rows_[1].id});
+      vael::version_stack::create_version(h(), rows_[2].id, rows_[12].id);
+    });
+    search_.exposure_time_table = {0.0166667, 0.008, 0.5};
+    search_.f_number_table = {2.8, 4, 5.6};
+    search_.iso_table = {100, 200, 400};
+    search_.file_type_extensions = {"jpg,jpeg", "mov,mp4,m4v", "a,b,c,d,e,f,g,h,i,j,k,png"};
+  }
+
+  // The rule's answer for one media; nothing when the rule adds no condition.
+  std::optional<bool> expected(const row& m, const search_rule& r) const {
+    const auto num = [&](const char* i) {
+      const auto it = m.num.find(i);
+      return it == m.num.end() ? std::optional<double>() : it->second;
+    };
+    const auto txt = [&](const char* i) {
+      const auto it = m.text.find(i);
+      return it == m.text.end() ? std::optional<std::string>() : it->second;
+    };
+    const auto carries = [&](int tag) {
+      return std::any_of(m.tags.begin(), m.tags.end(),
+                         [&](const std::string& t) { return tags_.at(t) == tag; });
+    };
+    const auto cmp = [&](std::optional<double> v, int op, double a, double b = 0) {
+      if (!v) return false;
+      switch (op) {
+        case 0:
+          return *v == a;
+        case 1:
+          return *v > a;
+        case 2:
+          return *v < a;
+        default:
+          return *v >= a && *v < b;
+      }
+    };
+    const auto in_dates = [&](pt::ptime b, pt::ptime e) {
+      return m.begin >= b && m.begin < e && m.end <= e;
+    };
+    const pt::ptime day_after = pt::ptime(r.date.date() + greg::days(1));
+    const pt::ptime tomorrow = pt::ptime(now.date() + greg::days(1));
+    const pt::ptime start =
+        r.unit == 0   ? pt::ptime(now.date() - greg::days(r.count))
+        : r.unit == 1 ? pt::ptime(now.date() - greg::days(7 * r.count))
+                      : pt::ptime(greg::date(2014, static_cast<unsigned short>(3 - r.count), 15));
+    const bool project = m.mime == mime::flicker_gallery || m.mime == "application/omb" ||
+                         m.mime == mime::slideshow || m.mime == mime::velo_slideshow;
+    const std::string t = r.text;
+    const std::string name = m.name;
+    const double x = std::strtod(t.c_str(), nullptr), x2 = std::strtod(r.text2.c_str(), nullptr);
+    const auto camera = [&](const char* i, double a, double b) {
+      const auto v = num(i);
+      if (r.rule_op == 0) return v && std::fabs(*v - a) <= 0.0001;
+      if (r.rule_op == 3) return v && *v >= a && *v <= b;
+      return cmp(v, r.rule_op, a);
+    };
+    const auto text_field = [&](const char* i) {
+      const bool hit = txt(i) && has(*txt(i), t);
+      return r.rule_op == 0 ? hit : !hit;
+    };
+    const auto folder = txt(id::folder_name);
+    switch (r.rule_field) {
+      case 0:
+        return std::vector<bool>{begins(name, t + ".") || lower(name) == lower(t), begins(name, t),
+                                 ends(name, t), has(name, t),
+                                 !has(name, t)}[static_cast<std::size_t>(r.rule_op)];
+      case 1:
+        return project && (r.rule_op == 0) == has(name, t);
+      case 2:
+      case 33:
+        return carries(r.tag_id);
+      case 4: {
+        const auto v = num(id::rating);
+        if (r.rule_op == 0 && r.value == 0) return !(v && *v > 0);
+        return v && std::vector<bool>{*v == r.value, *v != r.value,
+                                      *v<r.value, *v> r.value}[static_cast<std::size_t>(r.rule_op)];
+      }
+      case 5:
+        return text_field(id::make);
+      case 6:
+        return text_field(id::model);
+      case 9:
+        return text_field(id::image_description);
+      case 14:
+        return text_field(id::creator);
+      case 23:
+        return text_field(id::album_notes);
+      case 7:
+        return std::vector<bool>{in_dates(r.date, day_after), in_dates(unknown_begin, r.date),
+                                 in_dates(day_after, unknown_end),
+                                 in_dates(start, tomorrow)}[static_cast<std::size_t>(r.rule_op)];
+      case 8:
+        return std::any_of(m.tags.begin(), m.tags.end(), [&](const std::string& tag) {
+          if (tag_dates_.count(tag) == 0) return false;
+          const pt::ptime d = tag_dates_.at(tag);
+          return static_cast<bool>(
+              std::vector<bool>{d > r.date && d <= day_after, d<r.date, d> r.date,
+                                d >= start && d < tomorrow}[static_cast<std::size_t>(r.rule_op)]);
+        });
+      case 10:
+        return cmp(num(id::image_width), r.rule_op, x, x2);
+      case 11:
+        return cmp(num(id::image_height), r.rule_op, x, x2);
+      case 12:
+        return cmp(num(id::file_size), r.rule_op + 1, x) && !project;
+      case 13: {
+        const auto w = num(id::image_width), hh = num(id::image_height);
+        return w && hh && cmp(*w * *hh, r.rule_op, x, x2);
+      }
+      case 15:
+        return camera(id::exposure_time, item(search_.exposure_time_table, r.value),
+                      item(search_.exposure_time_table, r.value2));
+      case 17:
+        return camera(id::exposure_bias, x, x2);
+      case 18:
+        return camera(id::f_number, item(search_.f_number_table, r.value),
+                      item(search_.f_number_table, r.value2));
+      case 19:
+        return cmp(num(id::iso_speed_ratings), r.rule_op, item(search_.iso_table, r.value));
+      case 20:
+        return camera(id::focal_length, x, x2);
+      case 16:
+        return cmp(num(id::exposure_program), 0, x);
+      case 21:
+        return num(id::flash) && (std::llround(*num(id::flash)) & 1) != r.value;
+      case 22: {
+        const auto w = num(id::image_width), hh = num(id::image_height);
+        return w && hh && (r.value == 0 ? *w < *hh : *w >= *hh);
+      }
+      case 24: {
+        const std::string set = t.empty() ? item(search_.file_type_extensions, r.value) : t;
+        std::vector<std::string> exts;
+        boost::algorithm::split(exts, set, [](char c) { return c == ','; });
+        return std::any_of(exts.begin(), exts.end(),
+                           [&](const std::string& e) { return ends(name, "." + e); });
+      }
+      case 25:
+        return std::vector<bool>{
+            begins(m.mime, "audio/"), begins(m.mime, "video/") || begins(m.mime, "application/x-g"),
+            begins(m.mime, "image/") || begins(m.mime, "application/vnd.norvane.ombr"),
+            m.mime == "application/pdf", project}[static_cast<std::size_t>(r.value)];
+      case 26:
+        return (m.id == rows_[0].id || m.id == rows_[1].id) == (r.value == 0);
+      case 27:
+        return (m.id == rows_[2].id || m.id == rows_[12].id) == (r.value == 0);
+      case 28:
+        return std::vector<bool>{
+            m.mime == mime::flicker_gallery, m.mime == "application/omb",
+            m.mime == mime::slideshow ||
+                m.mime == mime::velo_slideshow}[static_cast<std::size_t>(r.value)];
+      case 30:
+        return cmp(num(id::frame_rate), r.rule_op, x, x2);
+      case 31:
+        return cmp(num(id::media_duration), r.rule_op, x, x2);
+      case 32:
+      case 38: {
+        if (r.rule_op != 0) return std::nullopt;
+        const auto v = txt(r.rule_field == 32 ? id::media_format : id::resolution);
+        return v && lower(*v) == lower(t);
+      }
+      case 36:
+        return folder && std::vector<bool>{lower(*folder) == lower(t), begins(*folder, t),
+                                           ends(*folder, t), has(*folder, t),
+                                           !has(*folder, t)}[static_cast<std::size_t>(r.rule_op)];
+      case 37: {
+        const auto lon = num(id::gps_longitude), lat = num(id::gps_latitude);
+        if (!lon || !lat) return false;
+        if (r.rule_op == 0) {
+          const auto cell = [](double v, double c) {
+            return c <= 0 ? v >= c - 1 && v < c : v >= c && v < c + 1;
+          };
+          return cell(*lon, r.longitude) && cell(*lat, r.latitude);
+        }
+        // Flat distance: the rows stand well inside or well outside each radius.
+        const double km = r.distance_unit == 0.0 ? r.distance * 1.61 : r.distance;
+        const double dy = (*lat - r.latitude) * 111.2,
+                     dx = (*lon - r.longitude) * 111.2 * std::cos(r.latitude * M_PI / 180);
+        return std::hypot(dx, dy) <= km;
+      }
+      default:
+        return std::nullopt;
+    }
+  }
+
+  // The media the rules select together, each rule judged alone; all when none counts.
+  ids combined(const std::vector<search_rule>& rules, bool all) const {
+    ids out;
+    for (const row& m : rows_) {
+      std::optional<bool> hit;
+      for (const search_rule& r : rules) {
+        if (const auto e = expected(m, r)) hit = hit ? (all ? *hit && *e : *hit || *e) : *e;
+      }
+      if (hit.value_or(true)) out.push_back(m.id);
+    }
+    return out;
+  }
+  ids found(const std::vector<search_rule>& rules, bool all) const {
+    advanced_metadata_search s = search_;
+    s.rules = rules;
+    s.match_all_rules = all;
+    return vael_util::find_media(h(), search_criteria(s, 12));
+  }
+
+  std::vector<row> rows_;
+  std::map<std::string, int> tags_;
+  std::map<std::string, pt::ptime> tag_dates_;
+  advanced_metadata_search search_;
+};
+
+TEST_F(SmartAlbum, EachRuleAndRandomListsFindWhatTheRowsSay) {
+  vael_util::set_search_clock([] { return now; });
+  search_rule tag_a = rule(2, 0), tag_c = rule(33, 0);
+  tag_a.tag_id = tags_["A"];
+  tag_c.tag_id = tags_["C"];
+  const std::vector<search_rule> rules = {rule(0, 0, 0, "img_0001"),
+                                          rule(0, 0, 0, "100%"),
+                                          rule(0, 1, 0, "IMG_"),
+                                          rule(0, 2, 0, ".jpg"),
+                                          rule(0, 3, 0, "0%"),
+                                          rule(0, 4, 0, "clip"),
+                                          rule(0, 3, 0, "-"),
+                                          rule(1, 0, 0, "o"),
+                                          rule(1, 1, 0, "show"),
+                                          tag_a,
+                                          tag_c,
+                                          rule(4, 0, 0),
+                                          rule(4, 0, 3),
+                                          rule(4, 1, 3),
+                                          rule(4, 2, 3),
+                                          rule(4, 3, 3),
+                                          rule(5, 0, 0, "canon"),
+                                          rule(6, 0, 0, "EOS_5D"),
+                                          rule(6, 1, 0, "eos"),
+                                          rule(9, 0, 0, "100%"),
+                                          rule(14, 0, 0, "O'Neil"),
+                                          rule(23, 1, 0, "here"),
+                                          dated(7, 0, at(2014, 1, 31)),
+                                          dated(7, 1, at(2014, 2, 1)),
+                                          dated(7, 2, at(2014, 1, 31)),
+                                          dated(7, 3, {}, 45, 0),
+                                          dated(7, 3, {}, 2, 1),
+                                          dated(7, 3, {}, 1, 2),
+                                          dated(8, 0, at(2014, 1, 31)),
+                                          dated(8, 1, at(2014, 1, 31, 12)),
+                                          dated(8, 2, at(2014, 2, 1)),
+                                          dated(8, 3, {}, 10, 0),
+                                          rule(10, 0, 0, "4000"),
+                                          rule(10, 3, 0, "1000", "3001"),
+                                          rule(11, 1, 0, "3000"),
+                                          rule(11, 2, 0, "3500"),
+                                          rule(12, 0, 0, "1000"),
+                                          rule(12, 1, 0, "1e6"),
+                                          rule(13, 0, 0, "1000000"),
+                                          rule(13, 1, 0, "1e7"),
+                                          rule(13, 3, 0, "1000000", "12000001"),
+                                          rule(15, 0, 1),
+                                          rule(15, 1, 0),
+                                          rule(15, 3, 1),
+                                          rule(17, 2, 0, "0"),
+                                          rule(17, 0, 0, "-0.7"),
+                                          rule(18, 0, 0),
+                                          rule(18, 3, 1),
+                                          rule(19, 0, 1),
+                                          rule(19, 1, 0),
+                                          rule(20, 0, 0, "35.5"),
+                                          rule(20, 2, 0, "40"),
+                                          rule(16, 0, 0, "2"),
+                                          rule(21, 0, 0),
+                                          rule(21, 0, 1),
+                                          rule(22, 0, 0),
+                                          rule(22, 0, 1),
+                                          rule(24, 0, 0, "jpg,png"),
+                                          rule(24, 0, 1),
+                                          rule(24, 0, 2),
+                                          rule(25, 0, 0),
+                                          rule(25, 0, 1),
+                                          rule(25, 0, 2),
+                                          rule(25, 0, 3),
+                                          rule(25, 0, 4),
+                                          rule(26, 0, 0),
+                                          rule(26, 0, 1),
+                                          rule(27, 0, 0),
+                                          rule(27, 0, 1),
+                                          rule(28, 0, 0),
+                                          rule(28, 0, 1),
+                                          rule(28, 0, 2),
+                                          rule(30, 0, 0, "25"),
+                                          rule(30, 1, 0, "26"),
+                                          rule(31, 3, 0, "10", "60"),
+                                          rule(32, 0, 0, "mpeg-4"),
+                                          rule(32, 1, 0, "x"),
+                                          rule(38, 0, 0, "1920x1080"),
+                                          rule(36, 0, 0, "photos_2014"),
+                                          rule(36, 1, 0, "trips"),
+                                          rule(36, 2, 0, "rome"),
+                                          rule(36, 3, 0, "2014"),
+                                          rule(36, 4, 0, "photos"),
+                                          place(0, -5.5, 40),
+                                          place(1, 10, 60, 10),
+                                          place(1, 10, 60, 20, 1.0),
+                                          rule(99, 0)};
+  for (std::size_t i = 0; i < rules.size(); ++i) {
+    EXPECT_EQ(found({rules[i]}, true), combined({rules[i]}, true)) << "rule " << i;
+  }
+
+  // Lists long enough for parameter names of two rules to meet: rule 0's ":md_value2" and
+  // rule 20's ":md_value", the first "not rated" of rule 1 and rule 10's description.
+  std::vector<search_rule> long_list(22, tag_c);
+  long_list[0] = rule(10, 3, 0, "1000", "3001");
+  long_list[1] = rule(4, 0, 0);
+  long_list[10] = rule(11, 2, 0, "3500");
+  long_list[20] = rule(11, 1, 0, "3000");
+  long_list[21] = rule(24, 0, 2);
+  EXPECT_EQ(found(long_list, true), combined(long_list, true));
+  std::mt19937 random(7);
+  for (int i = 0; i < 200; ++i) {
+    std::vector<search_rule> list(1 + random() % 24);
+    for (search_rule& r : list) r = rules[random() % rules.size()];
+    const bool all = i % 2 == 0;
+    ASSERT_EQ(found(list, all), combined(list, all)) << "list " << i << (all ? " AND" : " OR");
+  }
+  // No rule, or none that counts: nothing is narrowed. Candidates are a table by name.
+  EXPECT_EQ(found({}, false), combined({}, false));
+  EXPECT_EQ(found({rule(99, 0), rule(32, 1)}, true).size(), rows_.size());
+  advanced_metadata_search s = search_;
+  s.rules = {tag_a, rule(26, 0, 0)};
+  EXPECT_EQ(vael_util::find_media(h(), search_criteria(s, 12), ids{rows_[0].id, rows_[2].id}),
+            ids{rows_[0].id});
+}
+
+TEST_F(SmartAlbum, StoredTextRoundTripsAndRefusesWhatItCannotRead) {
+  using namespace vael_util;
+  advanced_metadata_search s;
+  s.name = "Trip (2014), 100%";
+  s.match_all_rules = false;
+  s.rules = {rule(0, 0, 0, "a(b,c)"), dated(7, 3, at(2014, 1, 31, 23, 59, 59), 2, 1),
+             place(1, -122.419, 37.7749, 5), rule(24, 0, 2, "", "x")};
+  s.rules[2].place_name = "San Francisco";
+  s.rules[2].place_id = 42;
+  s.rules[3].label = "kinds";
+  s.rules[3].flag = true;
+  s.rules[3].reserved = 7;
+  const search_criteria c(s, 12);
+  const std::string text = write_stored_search(c);
+  const search_criteria back = read_stored_search(text);
+  EXPECT_TRUE(back.equals(c)) << text;
+  EXPECT_EQ(write_stored_search(back), text);
+
+  // The reader keeps no unit and no place id that is not positive.
+  s.rules = {place(1, 1, 2, 3, 1.0)};
+  s.rules[0].place_id = 0;
+  const auto read =
+      read_stored_search(write_stored_search({s, 12})).get<advanced_metadata_search>().rules.at(0);
+  EXPECT_EQ(read.distance_unit, 0.0);
+  EXPECT_EQ(read.place_id, -1);
+  std::string body = search_serialize(advanced_metadata_search());
+  EXPECT_EQ(body, "(0)(1)1(0)");
+  for (const char* flag : {"1", "+1", "0", "+0", "-0"}) {
+    advanced_metadata_search r;
+    search_deserialize("(0)(" + std::to_string(std::strlen(flag)) + ")" + flag + "(0)", 0, r);
+    EXPECT_EQ(r.match_all_rules, flag[std::strlen(flag) - 1] == '1') << flag;
+  }
+  const std::vector<std::pair<std::string, std::string>> refusals = {
+      {"(12)(0)(1)2(0)", "bad cast"},
+      {"(12)(0)(1)1(2147483647)", "The data was not"},
+      {"(12)(0)(1)1(-1)", "The number was not"},
+      {"(12)(0)(1)1(1)(0)(1)(0)(0)(3)abc", "bad cast"},
+  };
+  for (const auto& [stored, message] : refusals) {
+    EXPECT_EQ(vael_test::message_of<std::runtime_error>([&] {
+                read_stored_search(stored);
+              }).rfind(message, 0),
+              0u)
+        << stored;
+  }
+}
+
+TEST_F(SmartAlbum, BadOperandsFailWhenCompiled) {
+  const auto failure = [&](search_rule r) {
+    return vael_test::message_of<std::exception>([&] { found({r}, true); });
+  };
+  EXPECT_EQ(failure(rule(18, 0, 3)), "invalid vector<T> subscript");
+  EXPECT_EQ(failure(rule(24, 0, -1)), "invalid vector<T> subscript");
+  EXPECT_EQ(failure(rule(10, 0, 0, "4k")), "bad cast");
+  EXPECT_EQ(failure(rule(13, 3, 0, "1", "")), "bad cast");
+  // The second operand is read only where it is used.
+  EXPECT_EQ(found({rule(10, 0, 0, "4000")}, true), ids{rows_[0].id});
+}
+
+class BareCatalog : public vael_test::tag_catalog {};
+
+TEST_F(BareCatalog, RulesNeedTheirDescriptions) {
+  vael_util::register_search_implementers(1);
+  advanced_metadata_search s;
+  s.rules = {rule(5, 0, 0, "canon")};
+  EXPECT_THROW(vael_util::find_media(h(), search_criteria(s, 12)), std::logic_error);
+  s.rules = {rule(26, 0, 0)};
+  EXPECT_EQ(vael_util::find_media(h(), search_criteria(s, 12)), ids{});
+}
+
+}  // namespace
