@@ -174,6 +174,14 @@ TEST_F(CliTest, SearchPrintsAscendingIdsOrItsStatement) {
       "as id_table "
       "ON id_table.id = media_table.id\nWHERE filename_search_index LIKE :filename  "
       "ESCAPE '/'\n:filename\t%a\\tb/_%\n");
+  // A smart album from JSON runs as its stored text does.
+  box_.write_file("rules.json", R"({"rules": [{"field": "file name", "op": "begins with",
+                                              "text": "PLAIN"}]})");
+  const cli_result stored = run({"smart-album", catalog, box_.path("rules.json"), "--stored"});
+  EXPECT_EQ(stored.out.rfind("(12)(0)(1)1(1)", 0), 0u) << stored.out << stored.err;
+  const std::string plain = run({"search", catalog, "(4)(5)plain"}).out;
+  EXPECT_EQ(run({"smart-album", catalog, box_.path("rules.json")}).out, plain);
+  EXPECT_EQ(run({"search", catalog, stored.out.substr(0, stored.out.size() - 1)}).out, plain);
 }
 
 TEST_F(CliTest, AnUnwritableOutputIsAnErrorAClosedPipeIsNot) {

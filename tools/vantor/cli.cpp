@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <boost/date_time/posix_time/posix_time.hpp>
 #include <boost/lexical_cast.hpp>
 #include <fstream>
 #include <iostream>
@@ -77,6 +78,17 @@ bool parse_bool(const std::string& text, const std::string& what) {
   if (text == "true") return true;
   if (text == "false") return false;
   throw usage_error(what + " must be true or false, not '" + text + "'");
+}
+
+boost::posix_time::ptime parse_time(const std::string& text, const std::string& what) {
+  std::string spaced = text;
+  if (spaced.size() > 10 && spaced[10] == 'T') spaced[10] = ' ';
+  try {
+    const boost::posix_time::ptime t = boost::posix_time::time_from_string(spaced);
+    if (!t.is_special()) return t;
+  } catch (const std::exception&) {
+  }
+  throw usage_error(what + " '" + text + "' is no date and time like 2014-01-15T10:30:00");
 }
 
 std::string read_text(const std::string& path) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <boost/date_time/posix_time/ptime.hpp>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -34,6 +35,9 @@ void add_global_options(CLI::App& app);
 long long parse_integer(const std::string& text, const std::string& what);
 double parse_number(const std::string& text, const std::string& what);
 bool parse_bool(const std::string& text, const std::string& what);
+// A date and time like 2014-01-15T10:30:00 (or with a blank for the T), with a usage_error
+// that names `what`.
+boost::posix_time::ptime parse_time(const std::string& text, const std::string& what);
 
 // The bytes of the file at `path`, or of standard input for "" or "-". Throws
 // std::runtime_error when the file cannot be opened.

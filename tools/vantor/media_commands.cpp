@@ -62,16 +62,8 @@ dbl::entry_data parse_value(const std::string& text, metadata_data_type type) {
       return dbl::entry_data(static_cast<std::int64_t>(parse_integer(text, "value")));
     case metadata_data_type::decimal_type:
       return dbl::entry_data(parse_number(text, "value"));
-    case metadata_data_type::date_time_type: {
-      std::string spaced = text;
-      if (spaced.size() > 10 && spaced[10] == 'T') spaced[10] = ' ';
-      try {
-        const pt::ptime t = pt::time_from_string(spaced);
-        if (!t.is_special()) return dbl::entry_data(t);
-      } catch (const std::exception&) {
-      }
-      throw usage_error("value '" + text + "' is no date and time like 2014-01-15T10:30:00");
-    }
+    case metadata_data_type::date_time_type:
+      return dbl::entry_data(parse_time(text, "value"));
     case metadata_data_type::blob_type:
       break;
   }

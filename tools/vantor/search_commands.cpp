@@ -8,6 +8,7 @@
 
 #include "catalog_util/search/search_implementer.h"
 #include "catalog_util/search/search_runner.h"
+#include "catalog_util/search/smart_album_rules.h"
 #include "tools/vantor/catalog_access.h"
 #include "tools/vantor/commands.h"
 #include "tools/vantor/output.h"
@@ -15,13 +16,26 @@
 namespace vantor_cli {
 namespace {
 
-struct search_args {
+// What running a search takes besides the search: where, over which media, how to print.
+struct run_args {
   std::string catalog;
-  std::string text;
   std::string in;
-  std::string normalize;
+  std::string now;
+  std::string f_numbers, exposure_times, isos, file_types;
   bool sql = false;
   bool json = false;
+};
+
+struct search_args {
+  run_args run;
+  std::string text;
+  std::string normalize;
+};
+
+struct smart_album_args {
+  run_args run;
+  std::string rules;
+  bool stored = false;
 };
 
 std::vector<int> parse_ids(const std::string& text) {
@@ -87,29 +101,46 @@ int print_statement(const vael_util::query_t& query, bool json) {
   return 0;
 }
 
-int search_run(const search_args& args) {
-  vael_util::register_search_implementers(1);
-  if (!args.normalize.empty()) {
-    const std::string text = vael_util::write_stored_search(read_search(args.normalize));
-    if (args.json) {
-      print_json(QJsonObject{{"text", json_text(text)}});
+template <typename T>
+std::vector<T> parse_list(const std::string& text, char separator, const std::string& what) {
+  std::vector<T> out;
+  if (text.empty()) return out;
+  std::vector<std::string> parts;
+  boost::algorithm::split(parts, text, [separator](char c) { return c == separator; });
+  for (const std::string& part : parts) {
+    if constexpr (std::is_same_v<T, std::string>) {
+      out.push_back(part);
+    } else if constexpr (std::is_same_v<T, int>) {
+      out.push_back(static_cast<int>(parse_integer(part, what)));
     } else {
-      std::cout << text << "\n";
+      out.push_back(parse_number(part, what));
     }
-    return 0;
   }
-  if (args.catalog.empty() || args.text.empty()) {
-    throw usage_error("CATALOG and TEXT are required unless --normalize is given");
+  return out;
+}
+
+// Runs `search` over the catalog as the options say, the lookup tables filled from them.
+int run(vael_util::search_criteria search, const run_args& args) {
+  if (!args.now.empty()) {
+    const boost::posix_time::ptime now = parse_time(args.now, "--now");
+    vael_util::set_search_clock([now] { return now; });
   }
-  const vael_util::search_criteria search = read_search(args.text);
+  if (!args.f_numbers.empty() || !args.exposure_times.empty() || !args.isos.empty() ||
+      !args.file_types.empty()) {
+    vael_util::set_lookup_tables(
+        search, {parse_list<double>(args.f_numbers, ',', "each f-number"),
+                 parse_list<double>(args.exposure_times, ',', "each exposure time"),
+                 parse_list<int>(args.isos, ',', "each ISO"),
+                 parse_list<std::string>(args.file_types, ';', "")});
+  }
   const auto c = open_catalog(args.catalog);
-  std::optional<std::vector<int>> candidates;
-  if (!args.in.empty()) candidates = parse_ids(args.in);
   if (args.sql) {
     // Over every media, which is the id table find_media() gives the statement.
     return print_statement(search.build_query(c->handle(), vael_util::every_media_table),
                            args.json);
   }
+  std::optional<std::vector<int>> candidates;
+  if (!args.in.empty()) candidates = parse_ids(args.in);
   const std::vector<int> ids = vael_util::find_media(c->handle(), search, candidates);
   if (args.json) {
     print_json(QJsonObject{{"ids", json_ids(ids)}});
@@ -119,6 +150,56 @@ int search_run(const search_args& args) {
   return 0;
 }
 
+int print_stored(const std::string& text, bool json) {
+  if (json) {
+    print_json(QJsonObject{{"text", json_text(text)}});
+  } else {
+    std::cout << text << "\n";
+  }
+  return 0;
+}
+
+int search_run(const search_args& args) {
+  vael_util::register_search_implementers(1);
+  if (!args.normalize.empty()) {
+    return print_stored(vael_util::write_stored_search(read_search(args.normalize)), args.run.json);
+  }
+  if (args.run.catalog.empty() || args.text.empty()) {
+    throw usage_error("CATALOG and TEXT are required unless --normalize is given");
+  }
+  return run(read_search(args.text), args.run);
+}
+
+int smart_album_run(const smart_album_args& args) {
+  vael_util::register_search_implementers(1);
+  const vael_util::search_criteria album(vael_util::smart_album_from_json(read_text(args.rules)),
+                                         vael_util::advanced_metadata_search_type);
+  if (args.stored) return print_stored(vael_util::write_stored_search(album), args.run.json);
+  return run(album, args.run);
+}
+
+// The options of a command that runs a search.
+void add_run_options(CLI::App* command, run_args& args) {
+  CLI::Option* in = command->add_option(
+      "--in", args.in, "Only these media are candidates, as ids joined by commas (3,5,9).");
+  command
+      ->add_flag("--sql", args.sql,
+                 "Prints the statement over every media and its bound values instead of "
+                 "running it.")
+      ->excludes(in);
+  command->add_option("--now", args.now,
+                      "The local time that relative dates count from, like 2014-01-31T10:30:00.");
+  command->add_option("--f-numbers", args.f_numbers,
+                      "The f-number lookup table of a smart album, like 2.8,4,5.6.");
+  command->add_option("--exposure-times", args.exposure_times,
+                      "The exposure time lookup table, in seconds, like 0.004,0.008.");
+  command->add_option("--isos", args.isos, "The ISO lookup table, like 100,200,400.");
+  command->add_option("--file-types", args.file_types,
+                      "The file extension sets, each extensions joined by commas and the sets by "
+                      "semicolons, like 'jpg,jpeg;png'.");
+  add_json_flag(command, args.json);
+}
+
 }  // namespace
 
 void add_search_command(CLI::App& app) {
@@ -126,24 +207,31 @@ void add_search_command(CLI::App& app) {
   CLI::App* search = add_command(
       app, "search",
       "Runs a stored search over a catalog and prints the ids of the matching media.\n"
-      "TEXT is a stored search text, such as '(4)(5)beach' for file names holding 'beach'. "
-      "The ids come one per line, ascending.",
+      "TEXT is a stored search text, such as '(4)(5)beach' for file names holding 'beach' "
+      "(docs/stored-searches.md). The ids come one per line, ascending.",
       [args] { return search_run(*args); });
-  search->add_option("CATALOG", args->catalog, "The catalog file.");
+  search->add_option("CATALOG", args->run.catalog, "The catalog file.");
   search->add_option("TEXT", args->text, "The stored search text.");
-  CLI::Option* in = search->add_option(
-      "--in", args->in, "Only these media are candidates, as ids joined by commas (3,5,9).");
-  search
-      ->add_flag("--sql", args->sql,
-                 "Prints the statement over every media and its bound values instead of "
-                 "running it.")
-      ->excludes(in);
   search
       ->add_option("--normalize", args->normalize,
                    "Reads the stored search text and prints it as written again; needs no "
                    "catalog.")
       ->option_text("TEXT");
-  add_json_flag(search, args->json);
+  add_run_options(search, args->run);
+
+  auto album = std::make_shared<smart_album_args>();
+  CLI::App* smart = add_command(
+      app, "smart-album",
+      "Runs a smart album written as JSON rules over a catalog, or prints its stored text.\n"
+      "RULES is a JSON file ('-' for standard input) such as {\"match\": \"all\", \"rules\": "
+      "[{\"field\": \"rating\", \"op\": \"at least\", \"value\": 3}]}; "
+      "docs/smart-albums.md names every field and operator.",
+      [album] { return smart_album_run(*album); });
+  smart->add_option("CATALOG", album->run.catalog, "The catalog file.")->required();
+  smart->add_option("RULES", album->rules, "The JSON rules.")->required();
+  smart->add_flag("--stored", album->stored,
+                  "Prints the stored text of the smart album instead of running it.");
+  add_run_options(smart, album->run);
 }
 
 }  // namespace vantor_cli
