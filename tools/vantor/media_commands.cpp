@@ -151,8 +151,8 @@ struct media_args {
 int media_list(const media_args& args) {
   const auto c = open_catalog(args.catalog);
   QJsonArray all;
-  for (int id : vael::all_media_ids(c->handle())) {
-    const vael::media m = vael::media::get_media(c->handle(), id);
+  for (const vael::media& m : vael::media::get_all_media(c->handle())) {
+    const int id = m.get_id();
     if (args.json) {
       all.append(QJsonObject{{"id", id},
                              {"volume", m.get_volume_id()},
