@@ -31,7 +31,9 @@ file_replacement::file_replacement(const std::string& path, new_file_access acce
   // A write through a symlink or to a read-only target must not quietly become a plain new
   // file, so QSaveFile's direct-write fallback stays off.
   const bool existed = QFileInfo::exists(file_.fileName());
-  if (!file_.open(QIODevice::WriteOnly)) return;
+  // Unbuffered, so that a write the disk refuses fails in write(): a failed flush inside
+  // QSaveFile::commit() would go unnoticed and put a cut file in place.
+  if (!file_.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) return;
   // QSaveFile copies the permissions of an existing target; a new one gets the umask's,
   // which for private files is too much.
   if (!existed && access == new_file_access::owner_only &&
@@ -53,6 +55,10 @@ void file_replacement::write(std::string_view bytes) {
 
 bool file_replacement::commit() {
   assert(is_open());
+  if (failed_) {
+    static_cast<void>(file_.commit());  // cancelled: removes the temporary
+    return false;
+  }
   // QSaveFile syncs the data before it renames, and discards the temporary on any failure.
   if (!file_.commit()) return false;
   return SyncFolderOf(file_.fileName());
