@@ -139,6 +139,7 @@ TEST_F(FolderImport, EachMountOfAFileSystemIsAVolumeFoundAgainByItsUuid) {
     return o;
   };
   for (const char* folder : {"home", "photos", "bound", "share"}) {
+    fs::create_directories(root + "/" + folder);
     vantor_test::WriteJpeg(root + "/" + folder + "/a.jpg");
   }
   const auto disk = [&](const std::string& subvolume, const std::string& folder) {
