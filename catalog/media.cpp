@@ -112,18 +112,6 @@ media media::get_media(const connection_handle& handle, int id) {
   });
 }
 
-std::vector<media> media::get_all_media(const connection_handle& handle) {
-  dbl::database& db = get_connection(handle).database();
-  const dbl::table_description description = media_table(db);
-  dbl::query q(db, "SELECT * FROM media_table ORDER BY id");
-  q.set_columns(description);
-  std::vector<media> all;
-  for (const dbl::entry_data_vector& values : q) {
-    all.emplace_back(handle, dbl::record(db, description, values, true));
-  }
-  return all;
-}
-
 media media::create_master(const connection_handle& handle, int volume_id, const std::string& path,
                            const std::string& mime_type) {
   get_volume_manager(handle).get_volume(volume_id);

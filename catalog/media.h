@@ -32,9 +32,6 @@ class media {
   // The media with this id, through the media cache. Throws std::logic_error when there is
   // no such row.
   static media get_media(const connection_handle& handle, int id);
-  // Every media, by ascending id, read in one pass over media_table; the media cache is
-  // neither read nor filled, so that a listing of a large catalog does not evict it.
-  static std::vector<media> get_all_media(const connection_handle& handle);
   // A new master at `path` on the volume, with an unknown date, and its two sort rows.
   // Throws std::logic_error for an unknown volume, "A master must have a real filepath." on a
   // 'no drive' volume, and as set_filepath() for a path that is empty or taken.
