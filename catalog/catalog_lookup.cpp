@@ -48,6 +48,20 @@ std::vector<int> all_media_ids(const connection_handle& handle) {
   return dbl::query(database_of(handle), "SELECT id FROM media_table ORDER BY id").select_ints();
 }
 
+std::vector<media_listing_t> list_all_media(const connection_handle& handle) {
+  dbl::query q(database_of(handle),
+               "SELECT id, volume_id, mime_type, full_filepath FROM media_table ORDER BY id");
+  q.add_column("id", typeid(int))
+      .add_column("volume_id", typeid(int))
+      .add_column("mime_type", typeid(std::string))
+      .add_column("full_filepath", typeid(std::string));
+  std::vector<media_listing_t> all;
+  for (const dbl::entry_data_vector& row : q) {
+    all.push_back({row[0].as_int(), row[1].as_int(), row[2].as_string(), row[3].as_string()});
+  }
+  return all;
+}
+
 catalog_counts count_catalog_rows(const connection_handle& handle) {
   return {count_of(handle, "SELECT COUNT(*) FROM media_table", 0),
           count_of(handle, "SELECT COUNT(*) FROM tag_table", 0),

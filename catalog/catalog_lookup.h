@@ -26,6 +26,17 @@ void require_media(const connection_handle& handle, int id);
 // Every media id, ascending.
 std::vector<int> all_media_ids(const connection_handle& handle);
 
+// What a listing shows of a media.
+struct media_listing_t {
+  int id = 0;
+  int volume_id = 0;
+  std::string mime_type;
+  std::string filepath;  // relative to the volume
+};
+// Every media by ascending id, read in one pass over media_table without loading whole rows
+// or touching the media cache, so that listing a large catalog costs what its rows do.
+std::vector<media_listing_t> list_all_media(const connection_handle& handle);
+
 struct catalog_counts {
   int media = 0;
   int tags = 0;  // namespaces included

@@ -12,6 +12,7 @@
 #include "catalog/connection.h"
 #include "catalog/schema/catalog_schema.h"
 #include "catalog/schema/schema_creation.h"
+#include "catalog/schema/planner_statistics.h"
 #include "catalog/schema/schema_upgrade.h"
 #include "catalog/transaction.h"
 #include "dbl/database_copy.h"
@@ -114,6 +115,7 @@ int upgrade_catalog_file(const std::string& path, const file_progress& progress)
     report(progress, 1, steps);
   }
   vael::schema::upgrade_to_version_9(opened.db);
+  vael::schema::seed_planner_statistics(opened.db);
   report(progress, steps, steps);
   return before;
 }

@@ -55,10 +55,7 @@ void DeleteFile(const std::string& path) {
 }
 
 bool WriteFileAtomically(const std::string& path, const std::string& content) {
-  file_replacement file(Slashes(path));
-  if (!file.is_open()) return false;
-  file.write(content);
-  return file.commit();
+  return ReplaceFileContent(Slashes(path), content);
 }
 
 std::string GetTempFolder() {

@@ -1,89 +1,74 @@
 #include "environment/file_replacement.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <QFileInfo>
 #include <cassert>
-#include <cerrno>
-#include <cstdio>
-#include <utility>
+#include <limits>
 
 namespace vantor_env {
 namespace {
 
-constexpr int kMaxNameAttempts = 100;
+// The folder entry of a rename is only durable once the folder itself is synced.
+bool SyncFolderOf(const QString& path) {
+  // After the commit the file exists, so the canonical path names the folder that really
+  // changed, also when `path` is a symlink into another folder.
+  QString target = QFileInfo(path).canonicalFilePath();
+  if (target.isEmpty()) target = path;
+  const QByteArray folder = QFile::encodeName(QFileInfo(target).absolutePath());
+  const int fd = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return false;
+  const bool synced = ::fsync(fd) == 0;
+  ::close(fd);
+  return synced;
+}
 
 }  // namespace
 
-file_replacement::file_replacement(std::string path) : path_(std::move(path)) {
-  // "x" makes the open exclusive, so a temporary left by a crashed writer is never reused.
-  const std::string stem = path_ + "." + std::to_string(::getpid()) + ".";
-  for (int attempt = 0; attempt < kMaxNameAttempts && file_ == nullptr; ++attempt) {
-    temporary_ = stem + std::to_string(attempt) + ".tmp";
-    file_ = std::fopen(temporary_.c_str(), "wbx");
-    if (file_ == nullptr && errno != EEXIST) break;
+file_replacement::file_replacement(const std::string& path, new_file_access access)
+    : file_(QString::fromStdString(path)) {
+  // A write through a symlink or to a read-only target must not quietly become a plain new
+  // file, so QSaveFile's direct-write fallback stays off.
+  const bool existed = QFileInfo::exists(file_.fileName());
+  // Unbuffered, so that a write the disk refuses fails in write(): a failed flush inside
+  // QSaveFile::commit() would go unnoticed and put a cut file in place.
+  if (!file_.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) return;
+  // QSaveFile copies the permissions of an existing target; a new one gets the umask's,
+  // which for private files is too much.
+  if (!existed && access == new_file_access::owner_only &&
+      !file_.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner)) {
+    // Cancelled, the commit only removes the temporary and closes it.
+    file_.cancelWriting();
+    static_cast<void>(file_.commit());
   }
-}
-
-file_replacement::~file_replacement() {
-  if (file_ != nullptr) discard();
-}
-
-int file_replacement::descriptor() const {
-  assert(file_ != nullptr);
-  return ::fileno(file_);
 }
 
 void file_replacement::write(std::string_view bytes) {
-  assert(file_ != nullptr);
-  if (std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) failed_ = true;
-}
-
-int file_replacement::finish_writing() {
-  assert(file_ != nullptr);
-  if (failed_ || std::fflush(file_) != 0 || ::fsync(::fileno(file_)) != 0) {
-    const int error = failed_ ? EIO : errno;
-    discard();
-    return error;
-  }
-  const bool closed = std::fclose(file_) == 0;
-  const int error = errno;
-  file_ = nullptr;
-  if (!closed) {
-    std::remove(temporary_.c_str());
-    return error;
-  }
-  return 0;
+  assert(is_open());
+  if (failed_) return;
+  failed_ = bytes.size() > static_cast<std::size_t>(std::numeric_limits<qint64>::max()) ||
+            file_.write(bytes.data(), static_cast<qint64>(bytes.size())) !=
+                static_cast<qint64>(bytes.size());
+  if (failed_) file_.cancelWriting();
 }
 
 bool file_replacement::commit() {
-  if (finish_writing() != 0) return false;
-  if (std::rename(temporary_.c_str(), path_.c_str()) != 0) {
-    std::remove(temporary_.c_str());
+  assert(is_open());
+  if (failed_) {
+    static_cast<void>(file_.commit());  // cancelled: removes the temporary
     return false;
   }
-  return true;
+  // QSaveFile syncs the data before it renames, and discards the temporary on any failure.
+  if (!file_.commit()) return false;
+  return SyncFolderOf(file_.fileName());
 }
 
-int file_replacement::commit_without_replacing() {
-  if (const int error = finish_writing()) return error;
-  int error = 0;
-  if (::link(temporary_.c_str(), path_.c_str()) != 0) {
-    error = errno;
-    // A file system without hard links: an existence test right before the rename must do.
-    if (error != EEXIST && ::access(path_.c_str(), F_OK) != 0) {
-      error = std::rename(temporary_.c_str(), path_.c_str()) == 0 ? 0 : errno;
-    } else if (error != EEXIST) {
-      error = EEXIST;
-    }
-  }
-  std::remove(temporary_.c_str());
-  return error;
-}
-
-void file_replacement::discard() {
-  std::fclose(file_);
-  file_ = nullptr;
-  std::remove(temporary_.c_str());
+bool ReplaceFileContent(const std::string& path, std::string_view content, new_file_access access) {
+  file_replacement file(path, access);
+  if (!file.is_open()) return false;
+  file.write(content);
+  return file.commit();
 }
 
 }  // namespace vantor_env

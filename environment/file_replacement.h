@@ -1,27 +1,32 @@
 #pragma once
 
-#include <cstdio>
+#include <QSaveFile>
 #include <string>
 #include <string_view>
 
 namespace vantor_env {
 
-// One file being written in place of another. The bytes go to a fresh temporary file in the
-// target's folder, and only commit() puts it under the target's name, so a failure at any
-// point leaves the old file (or none) in place, never a half-written one. An uncommitted
-// temporary is removed on destruction.
+// Who may read a file that replacement creates; an existing file keeps its own permission bits.
+enum class new_file_access {
+  usual,       // what the process's umask allows
+  owner_only,  // 0600: files holding a ticket or the user's preferences
+};
+
+// One file being written in place of another, the only way the library and its tools replace a
+// file. The bytes go to a temporary file beside the target, and only commit() puts them under
+// the target's name, so a failure at any point leaves the old file (or none) in place, never a
+// half-written one. A target that is a symlink is written through: the file it leads to gets
+// the new bytes and the link stays. The replacement keeps the old file's permission bits.
+// An uncommitted temporary is removed on destruction.
 class file_replacement {
  public:
-  // Creates the temporary file with the mode a plain create of the target would give it;
-  // is_open() tells whether that worked.
-  explicit file_replacement(std::string path);
-  ~file_replacement();
+  // Creates the temporary file; is_open() tells whether that worked.
+  explicit file_replacement(const std::string& path,
+                            new_file_access access = new_file_access::usual);
   file_replacement(const file_replacement&) = delete;
   file_replacement& operator=(const file_replacement&) = delete;
 
-  bool is_open() const { return file_ != nullptr; }
-  // The temporary file's descriptor, for calls such as fchmod. REQUIRES: is_open().
-  int descriptor() const;
+  bool is_open() const { return file_.isOpen(); }
 
   // Appends `bytes`. A failure is remembered and makes commit() fail.
   // REQUIRES: is_open(), not committed yet.
@@ -29,23 +34,19 @@ class file_replacement {
   // False once a write failed.
   bool good() const { return !failed_; }
 
-  // Flushes the data to disk and renames the temporary file over the target. Returns false,
-  // with the target untouched and the temporary gone, if a write or any step failed.
+  // Syncs the data to disk, renames the temporary file over the target and syncs the target's
+  // folder, so that the rename itself survives a crash. Returns false, with the target
+  // untouched and the temporary gone, if a write or any step failed.
   // REQUIRES: is_open(), not committed yet.
   bool commit();
-  // As commit(), but never replaces a file that stands at the target: 0 on success, EEXIST
-  // when one does, another errno value when a step failed.
-  int commit_without_replacing();
 
  private:
-  // Flushes and closes the temporary; 0 or an errno value.
-  int finish_writing();
-  void discard();
-
-  std::string path_;
-  std::string temporary_;
-  std::FILE* file_ = nullptr;
+  QSaveFile file_;
   bool failed_ = false;
 };
+
+// Writes `content` in place of `path` through a file_replacement. False when any step fails.
+bool ReplaceFileContent(const std::string& path, std::string_view content,
+                        new_file_access access = new_file_access::usual);
 
 }  // namespace vantor_env

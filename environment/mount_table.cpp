@@ -1,15 +1,17 @@
 #include "environment/mount_table.h"
 
+#include <libmount.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/sysmacros.h>
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
+#include <memory>
+#include <new>
 #include <sstream>
 #include <stdexcept>
 
@@ -17,64 +19,6 @@ namespace fs = std::filesystem;
 
 namespace vantor_env {
 namespace {
-
-// The kernel writes space, tab, newline and backslash in mount paths as a backslash and three
-// octal digits.
-std::string DecodeMountText(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto is_octal = [&](std::size_t k) { return text[k] >= '0' && text[k] <= '7'; };
-    if (text[i] == '\\' && i + 3 < text.size() && is_octal(i + 1) && is_octal(i + 2) &&
-        is_octal(i + 3)) {
-      out += static_cast<char>((text[i + 1] - '0') * 64 + (text[i + 2] - '0') * 8 +
-                               (text[i + 3] - '0'));
-      i += 3;
-    } else {
-      out += text[i];
-    }
-  }
-  return out;
-}
-
-std::vector<std::string_view> SplitFields(std::string_view line) {
-  std::vector<std::string_view> fields;
-  std::size_t pos = 0;
-  while (pos < line.size()) {
-    const std::size_t start = line.find_first_not_of(' ', pos);
-    if (start == std::string_view::npos) break;
-    const std::size_t end = std::min(line.find(' ', start), line.size());
-    fields.push_back(line.substr(start, end - start));
-    pos = end;
-  }
-  return fields;
-}
-
-template <typename Number>
-bool ParseNumber(std::string_view text, Number& value) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc() && end == text.data() + text.size();
-}
-
-std::optional<mount_entry_t> ParseLine(std::string_view line) {
-  const std::vector<std::string_view> f = SplitFields(line);
-  // Six fixed fields, any number of optional ones, "-", then three more.
-  const auto dash = std::find(f.begin(), f.end(), std::string_view("-"));
-  if (f.size() < 10 || dash - f.begin() < 6 || f.end() - dash != 4) return std::nullopt;
-  mount_entry_t m;
-  const std::size_t colon = f[2].find(':');
-  if (!ParseNumber(f[0], m.mount_id) || !ParseNumber(f[1], m.parent_id) ||
-      colon == std::string_view::npos || !ParseNumber(f[2].substr(0, colon), m.major) ||
-      !ParseNumber(f[2].substr(colon + 1), m.minor)) {
-    return std::nullopt;
-  }
-  m.root = DecodeMountText(f[3]);
-  m.mount_point = DecodeMountText(f[4]);
-  m.options = DecodeMountText(f[5]);
-  m.file_system = DecodeMountText(dash[1]);
-  m.source = DecodeMountText(dash[2]);
-  return m;
-}
 
 // An absolute path with the symlinks of its existing part resolved and no trailing slash.
 std::string ResolvedPath(const std::string& path) {
@@ -120,14 +64,15 @@ fs::path SysfsDeviceFolder(const mount_entry_t& mount, const fs::path& sysfs) {
   return dev;
 }
 
-std::string FindUuid(const mount_entry_t& mount, const system_folders_t& where,
-                     const fs::path& device_folder) {
+// The name of the link in `folder` that leads to the mount's device.
+std::string FindDiskLink(const mount_entry_t& mount, const std::string& folder,
+                         const fs::path& device_folder) {
   const std::string device_name = device_folder.filename().string();
   const fs::path source = mount.source.rfind('/', 0) == 0 ? Canonical(mount.source) : fs::path();
   const dev_t wanted = makedev(mount.major, mount.minor);
   std::vector<std::string> matches;
   std::error_code ec;
-  for (fs::directory_iterator it(where.by_uuid, ec), end; !ec && it != end; it.increment(ec)) {
+  for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
     const fs::path target = Canonical(it->path());
     if (target.empty()) continue;
     struct stat st {};
@@ -157,26 +102,37 @@ bool IsRemovable(const fs::path& device_folder, const fs::path& sysfs) {
 
 }  // namespace
 
-std::vector<mount_entry_t> ParseMountInfo(std::string_view text) {
+std::vector<mount_entry_t> ReadMountTable(const std::string& path) {
+  struct table_deleter {
+    void operator()(libmnt_table* table) const { mnt_unref_table(table); }
+  };
+  const std::unique_ptr<libmnt_table, table_deleter> table(mnt_new_table());
+  if (!table) throw std::bad_alloc();
+  // A line libmount cannot read is skipped, so that one odd line does not hide every mount.
+  mnt_table_set_parser_errcb(table.get(), [](libmnt_table*, const char*, int) { return 1; });
+  if (mnt_table_parse_file(table.get(), path.c_str()) != 0) {
+    throw std::runtime_error("Cannot read the mount table " + path + ".");
+  }
   std::vector<mount_entry_t> mounts;
-  std::size_t pos = 0;
-  while (pos < text.size()) {
-    const std::size_t end = std::min(text.find('\n', pos), text.size());
-    if (std::optional<mount_entry_t> m = ParseLine(text.substr(pos, end - pos))) {
-      mounts.push_back(std::move(*m));
-    }
-    pos = end + 1;
+  libmnt_iter* iter = mnt_new_iter(MNT_ITER_FORWARD);
+  if (iter == nullptr) throw std::bad_alloc();
+  libmnt_fs* fs = nullptr;
+  const auto text = [](const char* value) { return value == nullptr ? std::string() : value; };
+  while (mnt_table_next_fs(table.get(), iter, &fs) == 0) {
+    mount_entry_t m;
+    m.mount_id = mnt_fs_get_id(fs);
+    m.parent_id = mnt_fs_get_parent_id(fs);
+    m.major = major(mnt_fs_get_devno(fs));
+    m.minor = minor(mnt_fs_get_devno(fs));
+    m.root = text(mnt_fs_get_root(fs));
+    m.mount_point = text(mnt_fs_get_target(fs));
+    m.options = text(mnt_fs_get_vfs_options(fs));
+    m.file_system = text(mnt_fs_get_fstype(fs));
+    m.source = text(mnt_fs_get_source(fs));
+    mounts.push_back(std::move(m));
   }
+  mnt_free_iter(iter);
   return mounts;
-}
-
-std::vector<mount_entry_t> ReadMountTable() {
-  std::ifstream in("/proc/self/mountinfo");
-  std::ostringstream text;
-  if (!in || !(text << in.rdbuf())) {
-    throw std::runtime_error("Cannot read the mount table /proc/self/mountinfo.");
-  }
-  return ParseMountInfo(text.str());
 }
 
 std::optional<mount_entry_t> FindMount(const std::vector<mount_entry_t>& mounts,
@@ -216,11 +172,13 @@ file_system_identity_t IdentifyFileSystem(const mount_entry_t& mount,
                                           const system_folders_t& where) {
   file_system_identity_t id;
   id.mount_point = mount.mount_point;
+  id.root = mount.root;
   if (IsNetworkMount(mount.file_system, mount.source)) {
     id.kind = volume_kind::network;
   } else {
     const fs::path device = SysfsDeviceFolder(mount, where.sysfs);
-    id.serial = FindUuid(mount, where, device);
+    id.serial = FindDiskLink(mount, where.by_uuid, device);
+    id.label = FindDiskLink(mount, where.by_label, device);
     if (IsRemovable(device, where.sysfs)) id.kind = volume_kind::removable;
   }
   if (id.serial.empty()) {

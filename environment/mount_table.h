@@ -3,32 +3,31 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 // The mounted file systems of this process, and who a file system is: the facts a catalog keeps
 // of a volume so that it recognises the disk when it comes back under another mount point.
 namespace vantor_env {
 
-// One line of /proc/self/mountinfo. Text fields are decoded ("\040" is a space).
+// One mount of the mount table. Text fields are decoded ("\040" is a space).
 struct mount_entry_t {
   int mount_id = 0;
   int parent_id = 0;
   unsigned major = 0;
   unsigned minor = 0;
-  std::string root;         // the folder of the file system that appears at mount_point
+  // The folder of the file system that appears at mount_point: "/" for a whole file system,
+  // the subvolume ("/@home") or the bound folder otherwise.
+  std::string root;
   std::string mount_point;  // absolute, no trailing slash except for "/"
   std::string options;      // per mount, e.g. "rw,relatime"
   std::string file_system;  // e.g. "ext4", "fuse.sshfs"
   std::string source;       // e.g. "/dev/sda1", "server:/export", "none"
 };
 
-// Parses the text of a mountinfo file. Lines that do not have the kernel's layout are skipped,
-// so that one odd line does not hide every other mount.
-std::vector<mount_entry_t> ParseMountInfo(std::string_view text);
-
-// Reads and parses /proc/self/mountinfo. Throws std::runtime_error when it cannot be read.
-std::vector<mount_entry_t> ReadMountTable();
+// Reads a mount table in the kernel's mountinfo layout through libmount. Lines that cannot be
+// read are skipped, so that one odd line does not hide every other mount. Throws
+// std::runtime_error when the file cannot be read.
+std::vector<mount_entry_t> ReadMountTable(const std::string& path = "/proc/self/mountinfo");
 
 // The mount `path` lives on: the entry whose mount point is the longest prefix of `path` on a
 // folder boundary, after symlinks in the existing part of `path` are resolved and a relative
@@ -54,19 +53,22 @@ struct file_system_identity_t {
   std::string serial;
   volume_kind kind = volume_kind::builtin;
   std::string mount_point;
+  std::string root;   // as mount_entry_t::root
+  std::string label;  // the name udev gives the file system; empty when it has none
 };
 
 // Where IdentifyFileSystem() looks. Tests point these at crafted trees.
 struct system_folders_t {
   std::string by_uuid = "/dev/disk/by-uuid";  // links named by UUID to device nodes
   std::string sysfs = "/sys";
+  std::string by_label = "/dev/disk/by-label";  // links named by label
 };
 
 // The identity of `mount`. The UUID is the name of the link in `where.by_uuid` that leads to the
 // mount's device: the same device node (major:minor), the same path as the mount's source, or
-// the same device name as sysfs gives for major:minor. A block device counts as removable when
-// it hangs off a USB or MMC/SD bus or its disk says removable in sysfs. Never throws for an
-// unreadable system folder: it gives what it could find.
+// the same device name as sysfs gives for major:minor; the label is found the same way. A block
+// device counts as removable when it hangs off a USB or MMC/SD bus or its disk says removable in
+// sysfs. Never throws for an unreadable system folder: it gives what it could find.
 file_system_identity_t IdentifyFileSystem(const mount_entry_t& mount,
                                           const system_folders_t& where = {});
 

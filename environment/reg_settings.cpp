@@ -4,6 +4,9 @@
 #include <QStringList>
 #include <QVariant>
 #include <cstdlib>
+#include <filesystem>
+
+#include "environment/file_replacement.h"
 
 namespace sync_reg_util {
 namespace {
@@ -58,7 +61,8 @@ std::string SettingsFilePath(const std::string& hive, const std::string& key) {
 }
 
 RegSettings::RegSettings(const std::string& hive, const std::string& key)
-    : QSettings(QStr(SettingsFilePath(hive, key)), QSettings::IniFormat) {}
+    : QSettings(QStr(SettingsFilePath(hive, key)), QSettings::IniFormat),
+      private_file_(HiveFolder(hive) == HiveFolder(kCurrentUserHive)) {}
 
 std::string RegSettings::get_string(const std::string& name, const std::string& fallback) const {
   if (!readable()) return fallback;
@@ -96,6 +100,13 @@ bool RegSettings::Store(const std::string& name, const QVariant& v) {
   const QString key = QStr(name);
   const QVariant old = value(key);
   setValue(key, v);
+  // QSettings keeps the mode of a file it rewrites but makes a new one as the umask says.
+  const std::string path = fileName().toStdString();
+  std::error_code ignored;
+  if (private_file_ && !std::filesystem::exists(path, ignored)) {
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
+    vantor_env::ReplaceFileContent(path, "", vantor_env::new_file_access::owner_only);
+  }
   sync();
   if (status() == QSettings::NoError) return true;
   // Qt keeps an unwritten change in a cache that every QSettings of this process shares, and

@@ -33,7 +33,8 @@ class RegSettings : public QSettings {
   std::string get_string(const std::string& name, const std::string& fallback = {}) const;
   int get_int(const std::string& name, int fallback) const;
   bool get_bool(const std::string& name, bool fallback) const;
-  // Each setter writes the file at once; status() is NoError afterwards if it landed.
+  // Each setter writes the file at once; status() is NoError afterwards if it landed. A new
+  // file of the current user's hive, which holds the ticket, is readable by its owner only.
   void set_string(const std::string& name, const std::string& value);
   void set_int(const std::string& name, int value);
   void set_bool(const std::string& name, bool value);
@@ -44,6 +45,8 @@ class RegSettings : public QSettings {
  private:
   bool readable() const;
   bool Store(const std::string& name, const QVariant& value);
+
+  bool private_file_;
 };
 
 // The current user's hive.

@@ -5,8 +5,8 @@
 #include <exception>
 #include <fstream>
 #include <memory>
+#include <new>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -68,26 +68,36 @@ std::int64_t pixel_dimension(const vael::connection_handle& handle, const char* 
                              int media_id) {
   try {
     return first_media_value(handle, identifier, media_id).as_int64();
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (const std::exception&) {
     return 0;
   }
 }
 
-// The <localdata> element of the media; "" when the catalog cannot describe it: no such
-// media, or no date (the date library refuses the parts of not_a_date_time).
+// The <localdate> and <localtime> elements; a media without a date gets both with an empty
+// value, since the date library has no parts to give for not_a_date_time.
+std::string date_text(const pt::ptime& date) {
+  std::string day_text, time_text;
+  if (!date.is_special()) {
+    const boost::gregorian::date day = date.date();
+    day_text = std::to_string(day.day().as_number()) + "/" +
+               std::to_string(day.month().as_number()) + "/" + std::to_string(day.year());
+    const pt::time_duration time = date.time_of_day();
+    time_text = std::to_string(time.hours()) + ":" + std::to_string(time.minutes()) + ":" +
+                std::to_string(time.seconds());
+  }
+  return "<localdate value = \"" + day_text + "\"/><localtime value = \"" + time_text + "\"/>";
+}
+
+// The <localdata> element of the media; "" when the catalog has no such media or fails on it.
+// Running out of memory is not the catalog's failure: std::bad_alloc goes on to the caller.
 std::string local_text(const vael::connection_handle& handle, int media_id) {
   std::string text;
   try {
     const std::string filename = vael::media::get_media(handle, media_id).get_filename();
     text += "<localdata><locallabel value = \"" + filename + "\"/>";
-
-    const pt::ptime date = local_date(handle, media_id);
-    const boost::gregorian::date day = date.date();
-    text += "<localdate value = \"" + std::to_string(day.day().as_number()) + "/" +
-            std::to_string(day.month().as_number()) + "/" + std::to_string(day.year()) + "\"/>";
-    const pt::time_duration time = date.time_of_day();
-    text += "<localtime value = \"" + std::to_string(time.hours()) + ":" +
-            std::to_string(time.minutes()) + ":" + std::to_string(time.seconds()) + "\"/>";
+    text += date_text(local_date(handle, media_id));
 
     const std::string::size_type dot = filename.rfind('.');
     const bool original =
@@ -102,19 +112,26 @@ std::string local_text(const vael::connection_handle& handle, int media_id) {
     const std::string pixels =
         width > 0 && height > 0 ? std::to_string(width) + "x" + std::to_string(height) : "";
     text += "<localpixel value = \"" + pixels + "\"/></localdata>";
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (const std::exception&) {
     return {};
   }
   return text;
 }
 
-// The whole file as it is; "" when it cannot be opened.
+// The whole file as it is; "" when it cannot be opened. Sized up front, since streaming into
+// a string stream would swallow a failed allocation and hand on a cut text.
 std::string read_online_text(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  // An empty file makes `<<` fail without reading anything, which is the same empty text.
-  if (in) text << in.rdbuf();
-  return text.str();
+  std::ifstream in(path, std::ios::binary | std::ios::ate);
+  if (!in) return {};
+  const std::streamoff size = in.tellg();
+  if (size <= 0) return {};
+  std::string text(static_cast<std::size_t>(size), '\0');
+  in.seekg(0);
+  in.read(text.data(), size);
+  text.resize(static_cast<std::size_t>(in.gcount()));
+  return text;
 }
 
 std::string id_text(int id, int top) {
@@ -130,11 +147,39 @@ int VersionSetTop(const vael::connection_handle& connection, int mediaId) {
     const std::vector<int> ids =
         vael::version_stack::get_for_media(connection, mediaId).get_media_ids();
     return ids.empty() ? mediaId : ids.front();
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (...) {
     return mediaId;
   }
 }
 
+namespace {
+
+// The elements of both lists, after the text `out` begins with.
+void AppendConflicts(const vael::connection_handle& handle, const std::vector<int>& conflicts,
+                     const std::vector<int>& deletes, const std::string& conflictFolder,
+                     std::string& out) {
+  for (const int c : conflicts) {
+    const int top = VersionSetTop(handle, c);
+    const std::string element = std::to_string(c);
+    out += "<Conflict" + element + ">" + id_text(c, top);
+    out += local_text(handle, top);
+    out += read_online_text(conflictFolder + element + "/" + vantor_env::kConflictOnlineXml);
+    out += "</Conflict" + element + ">";
+  }
+  out += "</Conflicts><Deletions>";
+  for (const int d : deletes) {
+    const int top = VersionSetTop(handle, d);
+    const std::string local = local_text(handle, top);
+    if (local.empty()) continue;
+    const std::string element = std::to_string(d);
+    out += "<Delete" + element + ">" + id_text(d, top) + local + "</Delete" + element + ">";
+  }
+  out += "</Deletions></ManualConflictResolution>";
+}
+
+}  // namespace
 }  // namespace vantor_prefs
 
 namespace VTL {
@@ -155,28 +200,19 @@ error_code GetManualConflictResolutionXML(std::vector<int> conflicts, std::vecto
   std::optional<catalog_connection_scope> scope;
   try {
     scope.emplace(SyncCatalogFilePath());
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (...) {
     return catalog_error;
   }
   const vael::connection_handle& handle = scope->get().handle();
-
-  for (const int c : conflicts) {
-    const int top = vantor_prefs::VersionSetTop(handle, c);
-    const std::string element = std::to_string(c);
-    out += "<Conflict" + element + ">" + id_text(c, top);
-    out += local_text(handle, top);
-    out += read_online_text(conflictFolder + element + "/" + vantor_env::kConflictOnlineXml);
-    out += "</Conflict" + element + ">";
+  try {
+    AppendConflicts(handle, conflicts, deletes, conflictFolder, out);
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (...) {
+    return catalog_error;
   }
-  out += "</Conflicts><Deletions>";
-  for (const int d : deletes) {
-    const int top = vantor_prefs::VersionSetTop(handle, d);
-    const std::string local = local_text(handle, top);
-    if (local.empty()) continue;
-    const std::string element = std::to_string(d);
-    out += "<Delete" + element + ">" + id_text(d, top) + local + "</Delete" + element + ">";
-  }
-  out += "</Deletions></ManualConflictResolution>";
   return success;
 }
 

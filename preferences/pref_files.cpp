@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "environment/catalog_paths.h"
@@ -11,6 +12,7 @@
 #include "environment/reg_settings.h"
 #include "platform/sync_util.h"
 #include "preferences/library_state.h"
+#include "preferences/sync_prefs_xml.h"
 
 namespace vantor_prefs {
 namespace {
@@ -25,9 +27,10 @@ struct file_closer {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-// Replaces `path` with `text`. False only when the file cannot be created at all.
+// Replaces `path` with `text`. False only when the file cannot be created at all. A new
+// preference file is the user's own business: nobody else may read it.
 bool ReplaceFile(const std::string& path, const std::string& text) {
-  vantor_env::file_replacement file(path);
+  vantor_env::file_replacement file(path, vantor_env::new_file_access::owner_only);
   if (!file.is_open()) return false;
   file.write(text);
   file.commit();
@@ -42,7 +45,7 @@ std::string SyncDefaultsXml() {
       "<askbeforedelete value =\"false\"/><resolveconflictsauto value = \"false\"/>"
       "<restrictfilesize value=\"\" selected = \"false\"/><syncallselection value = \"false\"/>"
       "<downloadlocationpath value = \"";
-  xml += vantor_env::GetDefaultDownloadPath();
+  XmlEscape(vantor_env::GetDefaultDownloadPath(), xml);
   xml +=
       "\"/>"
       "<syncOnSystemIdle value = \"false\"/><syncEntireCatalog value = \"false\"/>"
@@ -98,8 +101,14 @@ bool GetSyncPrefs(SyncPrefs& /*prefs*/, std::string /*folder*/, std::string /*us
 }
 
 bool SetSyncPrefs(SyncPrefs prefs, std::string folder, std::string userId) {
-  if (userId.empty()) userId = sync_util::get_ksvuser_id();
-  return vantor_prefs::WritePrefFile(GetXMLForSyncPrefs(prefs), folder, userId) == success;
+  try {
+    if (userId.empty()) userId = sync_util::get_ksvuser_id();
+    return vantor_prefs::WritePrefFile(GetXMLForSyncPrefs(prefs), folder, userId) == success;
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (...) {
+    return false;
+  }
 }
 
 void UpdateOmbSyncCreationSetting() {

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
 
 #include "environment/file_helpers.h"
@@ -147,7 +148,13 @@ void XmlEscape(const std::string& text, std::string& out) {
 namespace VTL {
 
 bool GetSyncPrefsFromString(SyncPrefs& prefs, const std::string& xml) {
-  vantor_prefs::ParseIntoState(xml);
+  // A fault stops the parse like bad text does: the fields read before it stand.
+  try {
+    vantor_prefs::ParseIntoState(xml);
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (...) {
+  }
   prefs = vantor_prefs::SyncPrefsParseState;
   return true;
 }
@@ -157,13 +164,14 @@ std::string GetXMLForSyncPrefs(const SyncPrefs& prefs) {
   char size[512];
   std::snprintf(size, sizeof size, "%f", prefs.restrictfilesize);
 
-  // Strings go in raw: this text has never been escaped, and hosts read it back as it stands.
+  // Strings are escaped so that a path such as "Tom & Jerry" reads back; text without the five
+  // special characters comes out as it always did.
   std::string xml;
   xml.reserve(1024 + prefs.servertime.size() + prefs.downloadlocationpath.size() +
               prefs.defaultLibraryNxId.size() + prefs.curCatalogGUID.size());
   auto element = [&xml](const char* open, const std::string& value) {
     xml += open;
-    xml += value;
+    vantor_prefs::XmlEscape(value, xml);
     xml += "\"/>";
   };
   auto flag = [&element](const char* open, bool value) { element(open, BoolText(value)); };
@@ -174,7 +182,7 @@ std::string GetXMLForSyncPrefs(const SyncPrefs& prefs) {
   xml += "<newalbumssyncauto value= \"";
   xml += BoolText(prefs.newalbumssyncauto);
   xml += "\" servertime = \"";
-  xml += prefs.servertime;
+  vantor_prefs::XmlEscape(prefs.servertime, xml);
   xml += "\"/>";
   flag("<askbeforedelete value = \"", prefs.askbeforedelete);
   flag("<resolveconflictsauto value = \"", prefs.resolveconflictsauto);

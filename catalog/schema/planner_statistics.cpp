@@ -1,6 +1,7 @@
 #include "catalog/schema/planner_statistics.h"
 
 #include <exception>
+#include <vector>
 
 #include "dbl/query.h"
 #include "dbl/transaction.h"
@@ -38,19 +39,35 @@ int count(dbl::database& db, const char* sql) {
 
 void seed_planner_statistics(dbl::database& db) {
   try {
-    if (count(db, "SELECT COUNT(*) FROM sqlite_master WHERE name = 'sqlite_stat1'") != 0 &&
-        count(db, "SELECT COUNT(*) FROM sqlite_stat1 WHERE tbl = 'media_table'") != 0) {
-      return;
+    const bool has_statistics =
+        count(db, "SELECT COUNT(*) FROM sqlite_master WHERE name = 'sqlite_stat1'") != 0;
+    // Rows of indexes that an upgrade dropped mislead nobody but are noise; what is missing
+    // is a row for an index the old schema did not have, which ANALYZE of the old file left
+    // without one.
+    const char* const missing =
+        "SELECT COUNT(*) FROM sqlite_master WHERE type = 'index' AND name = ? AND NOT EXISTS "
+        "(SELECT 1 FROM sqlite_stat1 WHERE idx = sqlite_master.name)";
+    std::vector<const statistic*> wanted;
+    for (const statistic& s : typical_catalog) {
+      if (!has_statistics) {
+        wanted.push_back(&s);
+        continue;
+      }
+      dbl::query q(db, missing);
+      q.add_column("ignored", typeid(int));
+      q.bind(dbl::entry_data(s.index));
+      if (q.first_row()[0].as_int() != 0) wanted.push_back(&s);
     }
+    if (wanted.empty()) return;
     dbl::transaction t(db);
     t.begin(dbl::merge_policy, true, true);
     // Makes sqlite_stat1 without analysing any table of ours.
-    dbl::query(db, "ANALYZE sqlite_master").execute();
-    for (const statistic& s : typical_catalog) {
+    if (!has_statistics) dbl::query(db, "ANALYZE sqlite_master").execute();
+    for (const statistic* s : wanted) {
       dbl::query(db, "INSERT INTO sqlite_stat1 (tbl, idx, stat) VALUES (?, ?, ?)")
-          .bind(dbl::entry_data(s.table))
-          .bind(dbl::entry_data(s.index))
-          .bind(dbl::entry_data(s.stat))
+          .bind(dbl::entry_data(s->table))
+          .bind(dbl::entry_data(s->index))
+          .bind(dbl::entry_data(s->stat))
           .execute();
     }
     t.end();

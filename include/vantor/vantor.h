@@ -3,6 +3,11 @@
 // This is the library's whole public face. The host calls one export at a time, from one
 // thread, with UTF-8 strings. Nothing here pulls in a header of the library's own or of its
 // dependencies.
+//
+// Exceptions. Running out of memory is no failure of the catalog or of a file, and no status
+// code says it: GetSyncPrefsFromString, SetSyncPrefs, getVersionSetTop and
+// GetManualConflictResolutionXML let std::bad_alloc out, with every file and catalog as it was
+// and no connection left open. No other exception leaves them.
 #pragma once
 
 #include <memory>
@@ -60,10 +65,11 @@ enum error_code {
 };
 
 // Parses preference text into `prefs`. Fields the text does not set keep the parser's
-// defaults. Always returns true, even for text that is not XML.
+// defaults. Always returns true, even for text that is not XML. Throws only std::bad_alloc.
 VANTOR_API bool GetSyncPrefsFromString(SyncPrefs& prefs, const std::string& xml);
 
-// The text form of `prefs`: one line, no declaration, strings written unescaped.
+// The text form of `prefs`: one line, no declaration, strings with &, <, >, " and ' escaped
+// as entities so that GetSyncPrefsFromString reads them back.
 VANTOR_API std::string GetXMLForSyncPrefs(const SyncPrefs& prefs);
 
 // Builds the two trees of the preference screen and appends them: to `localXml` the albums of
@@ -88,7 +94,9 @@ VANTOR_API bool GetSyncPrefs(SyncPrefs& prefs, std::string folder, std::string u
 VANTOR_API error_code GetInitialLauchSyncPrefs(std::string catalogFolder, SyncPrefs& prefs);
 
 // Writes `prefs` to <folder>/syncdb/<userId>.pref (the signed-in user's id when `userId` is
-// empty). `folder` must exist. Returns true when the file was written.
+// empty). `folder` must exist. A new file is readable by its owner only; a rewrite keeps the
+// file's permission bits and writes through a symlink. Returns true when the file was
+// written, false on any failure but std::bad_alloc, which is thrown.
 VANTOR_API bool SetSyncPrefs(SyncPrefs prefs, std::string folder, std::string userId);
 
 // Makes the catalog folder last given to the library the sync catalog. True on success.
@@ -108,7 +116,7 @@ VANTOR_API bool GetCurrentServerTimeFromKSV(std::string& time);
 
 // The top (newest member) of the version stack holding `mediaId` in the catalog `connection`
 // points to, or `mediaId` itself when it is in none, when `connection` is empty, or when the
-// catalog fails: never throws.
+// catalog fails. Throws only std::bad_alloc.
 VANTOR_API int getVersionSetTop(std::shared_ptr<vael::internal_connection*> connection,
                                 int mediaId);
 
@@ -117,10 +125,12 @@ VANTOR_API int getVersionSetTop(std::shared_ptr<vael::internal_connection*> conn
 // given order. Each names the id asked about and the top of its version stack, and describes
 // the top from the sync catalog: file name, date, time, size and pixels. A conflict also gets
 // the text of <conflictFolder><N>/online.xml pasted in unread (nothing when the file is
-// missing). An item the catalog cannot describe (unknown, or without a date) gets no local
-// facts; a deletion then gets no element at all. `conflictFolder` must end in a separator;
-// `reserved` is not used. Returns success, or catalog_error when the sync catalog cannot be
-// opened, `out` then holding only "<ManualConflictResolution><Conflicts>".
+// missing). An item without a date is described by the rest, with empty date and time values.
+// An item the catalog does not know gets no local facts; a deletion then gets no element at
+// all. `conflictFolder` must end in a separator; `reserved` is not used. Returns success, or
+// catalog_error when the sync catalog cannot be opened, `out` then holding only
+// "<ManualConflictResolution><Conflicts>", or when the catalog fails later, `out` then
+// unfinished. Throws only std::bad_alloc.
 VANTOR_API error_code GetManualConflictResolutionXML(std::vector<int> conflicts,
                                                      std::vector<int> deletes, std::string& out,
                                                      std::string conflictFolder,

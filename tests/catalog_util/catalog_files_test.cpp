@@ -5,6 +5,10 @@
 #include <filesystem>
 #include <set>
 
+#include "catalog/connection.h"
+#include "catalog/schema/schema_creation.h"
+#include "catalog/schema/schema_v7.h"
+#include "dbl/query.h"
 #include "dbl/sqlite/sqlite_database.h"
 #include "tests/catalog/catalog_test_support.h"
 
@@ -66,6 +70,41 @@ TEST(CatalogFiles, MadeWholeUnderTheirNameAndRefusedWithoutTouchingWhatStandsThe
   EXPECT_EQ(vantor_test::read_file(text), "hello");
   EXPECT_EQ(files_in(box.path("c")), (std::set<std::string>{"a.db", "b.db", "t"}))
       << "no temporary file or refused target is left behind";
+}
+
+// An upgraded catalog gets the planner statistics a new one has, and an index that an
+// earlier ANALYZE did not know gets them beside the rows ANALYZE wrote, which stay.
+TEST(CatalogFiles, UpgradedAndOpenedCatalogsPlanLikeNewOnes) {
+  const vantor_test::sandbox box;
+  const std::string made = box.path("new.db"), old = box.path("old.db");
+  vael_util::create_catalog_file(made, vael_util::default_tag_names(14));
+  {
+    dbl::sqlite_database db(old);
+    vael::schema::create_schema(db, vael::schema::v7::generation());
+  }
+  EXPECT_EQ(vael_util::upgrade_catalog_file(old), 7);
+  const auto statistics = [](const std::string& file) {
+    dbl::sqlite_database db(file);
+    return vael_test::text(db,
+                           "SELECT group_concat(idx || '=' || stat, ',') FROM (SELECT idx, stat "
+                           "FROM sqlite_stat1 WHERE tbl != 'sqlite_master' ORDER BY idx)");
+  };
+  const std::string typical = statistics(made);
+  ASSERT_NE(typical.find("media_table_volume_index=100000 25000 1"), std::string::npos);
+  EXPECT_EQ(statistics(old), typical);
+
+  {
+    dbl::sqlite_database db(old);
+    dbl::query(db, "DELETE FROM sqlite_stat1 WHERE idx = 'tag_table_change_id_index'").execute();
+    dbl::query(db,
+               "UPDATE sqlite_stat1 SET stat = '7 7 1' WHERE idx = "
+               "'media_table_volume_index'")
+        .execute();
+  }
+  { vael::connection c(old); }
+  const std::string analysed = statistics(old);
+  EXPECT_NE(analysed.find("media_table_volume_index=7 7 1"), std::string::npos);
+  EXPECT_NE(analysed.find("tag_table_change_id_index=10000 100 1"), std::string::npos);
 }
 
 }  // namespace

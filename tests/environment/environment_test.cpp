@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <exiv2/exiv2.hpp>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
@@ -440,6 +441,16 @@ TEST(MediaFileProbe, ReadsTypeSizeTimeAndImageMetadataInOrderOfPreferenceAndStay
   EXPECT_THROW(vantor_env::ProbeMediaFile(box.root()), std::runtime_error);
 }
 
+// The mounts of a crafted table, read the way the system's own is.
+std::vector<vantor_env::mount_entry_t> Mounts(const std::string& text) {
+  const fs::path file =
+      fs::temp_directory_path() / ("vantor-mountinfo-" + std::to_string(::getpid()));
+  std::ofstream(file) << text;
+  std::vector<vantor_env::mount_entry_t> mounts = vantor_env::ReadMountTable(file.string());
+  fs::remove(file);
+  return mounts;
+}
+
 std::string MountPointOf(const std::vector<vantor_env::mount_entry_t>& mounts,
                          const std::string& path) {
   const auto m = vantor_env::FindMount(mounts, path);
@@ -454,7 +465,7 @@ std::string Fields(const vantor_env::mount_entry_t& m) {
 }
 
 TEST(MountTable, ParsesLinesFindsTheInnermostMountBehindSymlinksAndTellsNetworkMounts) {
-  const auto mounts = vantor_env::ParseMountInfo(
+  const auto mounts = Mounts(
       "22 1 8:1 / / rw,relatime shared:1 - ext4 /dev/sda1 rw\n"
       "40 22 8:17 / /media/My\\040Photos rw,nosuid shared:5 master:2 - vfat /dev/sdb1 rw\n"
       "41 40 0:50 /sub /media/My\\040Photos/inner rw - nfs4 nas:/export\\134x rw\n"
@@ -477,8 +488,8 @@ TEST(MountTable, ParsesLinesFindsTheInnermostMountBehindSymlinksAndTellsNetworkM
   const std::string root = fs::canonical(box.root()).string();
   box.write_file("disk/a.jpg", "x");
   fs::create_directory_symlink(root + "/disk", root + "/link");
-  const auto disk = vantor_env::ParseMountInfo("1 0 8:1 / / rw - ext4 /dev/sda1 rw\n2 1 8:2 / " +
-                                               root + "/disk rw - ext4 /dev/sda2 rw\n");
+  const auto disk = Mounts("1 0 8:1 / / rw - ext4 /dev/sda1 rw\n2 1 8:2 / " + root +
+                           "/disk rw - ext4 /dev/sda2 rw\n");
   EXPECT_EQ(MountPointOf(disk, root + "/link/a.jpg"), root + "/disk");
   EXPECT_EQ(MountPointOf(disk, root + "/link/not/yet/there.jpg"), root + "/disk");
 
@@ -531,7 +542,7 @@ TEST(Volumes, IdentifiedFromCraftedDeviceTreesAndFactsOfMountedOnes) {
        volume_kind::builtin},
       {"6 1 0:46 / /nowhere/e rw - nfs4 nas:/photos rw", "", volume_kind::network}};
   for (const auto& [line, serial, kind] : cases) {
-    const auto id = vantor_env::IdentifyFileSystem(vantor_env::ParseMountInfo(line).at(0), where);
+    const auto id = vantor_env::IdentifyFileSystem(Mounts(line).at(0), where);
     EXPECT_EQ(std::make_pair(id.serial, id.kind), std::make_pair(serial, kind)) << line;
   }
 

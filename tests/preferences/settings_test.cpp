@@ -60,9 +60,9 @@ TEST(SyncPrefsXml, WriterBytes) {
   const SyncPrefs set{true,         false,        true,  false,  true,  false, true,
                       false,        true,         false, true,   false, true,  12.5,
                       "2026-11-23", "/u/Norvane", 12,    "nx-1", -3,    "abc", 2};
-  const SyncPrefs raw{false, true,        false,   true,  false, true,  false,
-                      true,  false,       true,    false, true,  false, 0,
-                      "",    "/a&b\"c<d", INT_MIN, "",    0,     "",    0};
+  const SyncPrefs raw{false,   true, false, true, false, true, false, true,
+                      false,   true, false, true, false, 0,    "t'>", "/Tom & Jerry\"<d",
+                      INT_MIN, "&",  0,     "",   0};
 
   const std::string set_xml =
       "<syncon value = \"true\"><newalbumssyncauto value= \"false\" servertime = "
@@ -78,19 +78,21 @@ TEST(SyncPrefsXml, WriterBytes) {
   EXPECT_EQ(VTL::GetXMLForSyncPrefs(set), set_xml);
   EXPECT_EQ(
       VTL::GetXMLForSyncPrefs(raw),
-      "<syncon value = \"false\"><newalbumssyncauto value= \"true\" servertime = \"\"/>"
+      "<syncon value = \"false\"><newalbumssyncauto value= \"true\" servertime = \"t&#39;&gt;\"/>"
       "<askbeforedelete value = \"false\"/><resolveconflictsauto value = \"true\"/>"
       "<restrictfilesize value= \"0.000000\" selected =\"false\"/><syncallselection value = "
-      "\"true\"/><downloadlocationpath value = \"/a&b\"c<d\"/><syncOnSystemIdle value = "
-      "\"false\"/><syncEntireCatalog value = \"true\"/><defaultLibraryNxId value = \"\"/>"
+      "\"true\"/><downloadlocationpath value = \"/Tom &amp; Jerry&quot;&lt;d\"/><syncOnSystemIdle "
+      "value = \"false\"/><syncEntireCatalog value = \"true\"/><defaultLibraryNxId value = "
+      "\"&amp;\"/>"
       "<defaultLibraryVaelId value = \"0\"/><syncFileTypes><syncPhotos value = \"false\"/>"
       "<syncVideo value = \"true\"/><syncAudio value = \"false\"/><syncPDFs value = \"true\"/>"
       "<syncCreations value = \"false\"/></syncFileTypes><version value = \"-2147483648\"/>"
       "<curCatalogGUID value = \"\"/><deleteMediaPref value = \"0\"/></syncon>");
 
-  // The writer's text reads back whole when no string needs escaping.
+  // The writer's text reads back whole, also where a string needed escaping.
   prefs_env env;
   EXPECT_EQ(fields(Parse(set_xml)), fields(set));
+  EXPECT_EQ(fields(Parse(VTL::GetXMLForSyncPrefs(raw))), fields(raw));
 
   std::string out = "x";
   vantor_prefs::XmlEscape("a<b>&\"'\x01\xc3\xa9", out);
@@ -209,10 +211,20 @@ TEST(PrefFiles, SetSyncPrefsWritesTheUsersFile) {
   ASSERT_TRUE(VTL::SetSyncPrefs(prefs, folder, ""));
   EXPECT_EQ(read_file(folder + "/syncdb/user-7.pref"), VTL::GetXMLForSyncPrefs(prefs));
   EXPECT_TRUE(sync_reg_util::RegSettingsCU(kCreationKey).contains("SYNC_CREATION"));
-  ASSERT_TRUE(VTL::SetSyncPrefs(prefs, folder, "other"));
+  // A new file is private; a rewrite keeps the mode the user gave it and writes through a
+  // symlink to the file it leads to.
+  EXPECT_EQ(fs::status(folder + "/syncdb/user-7.pref").permissions(),
+            fs::perms::owner_read | fs::perms::owner_write);
+  env.box().write_file("elsewhere/other.pref", "old");
+  fs::permissions(env.box().path("elsewhere/other.pref"),
+                  fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+  fs::create_symlink(env.box().path("elsewhere/other.pref"), folder + "/syncdb/other.pref");
   prefs.version = 3;
   ASSERT_TRUE(VTL::SetSyncPrefs(prefs, folder, "other"));
-  EXPECT_EQ(read_file(folder + "/syncdb/other.pref"), VTL::GetXMLForSyncPrefs(prefs));
+  EXPECT_TRUE(fs::is_symlink(folder + "/syncdb/other.pref"));
+  EXPECT_EQ(read_file(env.box().path("elsewhere/other.pref")), VTL::GetXMLForSyncPrefs(prefs));
+  EXPECT_EQ(fs::status(folder + "/syncdb/other.pref").permissions(),
+            fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
   EXPECT_EQ(Listing(folder + "/syncdb"), (std::set<std::string>{"other.pref", "user-7.pref"}));
 
   // The text ends at its first zero byte, as it always has.

@@ -10,6 +10,7 @@
 #include "catalog/connection.h"
 #include "catalog/media.h"
 #include "catalog/volume_manager.h"
+#include "dbl/query.h"
 #include "tests/catalog/catalog_test_support.h"
 #include "tests/support/jpeg_fixture.h"
 #include "tests/support/sandbox.h"
@@ -120,6 +121,66 @@ TEST_F(FolderImport, AnInterruptedImportKeepsFinishedBatchesAndNoHalfMadeMedia) 
             0);
   EXPECT_EQ(vantor_cli::import_folder(c_->handle(), box_.path("catalog/pics")).imported, 1);
   EXPECT_THROW(vantor_cli::import_folder(c_->handle(), box_.path("missing")), std::runtime_error);
+}
+
+// Crafted mount tables over folders of the sandbox: one disk shown by two subvolumes and a
+// bind mount, and a network share, each holding the same relative path; then one subvolume
+// mounted at another place.
+TEST_F(FolderImport, EachMountOfAFileSystemIsAVolumeFoundAgainByItsUuid) {
+  const std::string root = fs::canonical(box_.root()).string();
+  box_.write_file("dev/sdz1", "");
+  fs::create_directories(root + "/by-uuid");
+  fs::create_symlink("../dev/sdz1", root + "/by-uuid/1111-AAAA");
+  const auto options_for = [&](const std::string& table) {
+    box_.write_file("mountinfo", table);
+    vantor_cli::import_options o;
+    o.mount_table = root + "/mountinfo";
+    o.system_folders = {root + "/by-uuid", root + "/sys", root + "/by-label"};
+    return o;
+  };
+  for (const char* folder : {"home", "photos", "bound", "share"}) {
+    fs::create_directories(root + "/" + folder);
+    vantor_test::WriteJpeg(root + "/" + folder + "/a.jpg");
+  }
+  const auto disk = [&](const std::string& subvolume, const std::string& folder) {
+    return "1 0 0:40 " + subvolume + " " + root + "/" + folder + " rw - btrfs " + root +
+           "/dev/sdz1 rw\n";
+  };
+  const vantor_cli::import_options first = options_for(
+      disk("/@home", "home") + disk("/@photos", "photos") + disk("/@home/pics", "bound") +
+      "2 0 0:41 / " + root + "/share rw - nfs4 nas:/export rw\n");
+  for (const char* folder : {"home", "photos", "bound", "share"}) {
+    EXPECT_EQ(vantor_cli::import_folder(c_->handle(), root + "/" + folder, first).imported, 1)
+        << folder;
+  }
+  const auto volumes = [&] {
+    std::string all;
+    dbl::query q(c_->get().database(),
+                 "SELECT serial || ' ' || type || ' ' || drive_path_if_builtin || ' ' || "
+                 "(SELECT COUNT(*) FROM media_table WHERE volume_id = v.id) FROM volume_table v "
+                 "WHERE type != 'database_relative_drive' ORDER BY id");
+    q.add_column("ignored", typeid(std::string));
+    for (const auto& row : q) all += row[0].as_string() + "\n";
+    return all;
+  };
+  const std::string home = "1111-AAAA:/@home builtin_drive " + root + "/home 1\n";
+  const std::string bound = "1111-AAAA:/@home/pics builtin_drive " + root + "/bound 1\n";
+  const std::string share = "net:nas:/export network_drive  1\n";
+  EXPECT_EQ(volumes(),
+            home + "1111-AAAA:/@photos builtin_drive " + root + "/photos 1\n" + bound + share);
+
+  // The subvolume comes back elsewhere: its volume moves there and gains nothing.
+  fs::rename(root + "/photos", root + "/moved");
+  const vantor_cli::import_summary again = vantor_cli::import_folder(
+      c_->handle(), root + "/moved", options_for(disk("/@photos", "moved")));
+  EXPECT_EQ(again.imported, 0);
+  EXPECT_EQ(again.already_present, 1);
+  EXPECT_EQ(volumes(),
+            home + "1111-AAAA:/@photos builtin_drive " + root + "/moved 1\n" + bound + share);
+  const int moved = count(
+      "SELECT m.id FROM media_table m JOIN volume_table v ON v.id = m.volume_id WHERE v.serial = "
+      "'1111-AAAA:/@photos'");
+  EXPECT_EQ(vael::media::get_media(c_->handle(), moved).get_filepath(false), root + "/moved/a.jpg");
 }
 
 }  // namespace

@@ -61,8 +61,10 @@ vael::volume_type type_of(vantor_env::volume_kind kind) {
 // that comes back under another mount point finds its volume and the volume's path moves.
 class volume_resolver {
  public:
-  explicit volume_resolver(const vael::connection_handle& handle)
-      : handle_(handle), mounts_(vantor_env::ReadMountTable()) {
+  volume_resolver(const vael::connection_handle& handle, const import_options& options)
+      : handle_(handle),
+        mounts_(vantor_env::ReadMountTable(options.mount_table)),
+        system_folders_(options.system_folders) {
     vael::volume_manager vm = vael::get_volume_manager(handle_);
     vm.ensure_database_relative_volume();
     relative_volume_id_ = vm.get_volume_id_of_type(
@@ -89,7 +91,8 @@ class volume_resolver {
 
  private:
   int volume_for(const vantor_env::mount_entry_t& mount) {
-    const vantor_env::file_system_identity_t identity = vantor_env::IdentifyFileSystem(mount);
+    const vantor_env::file_system_identity_t identity =
+        vantor_env::IdentifyFileSystem(mount, system_folders_);
     // A network share is known by its source: the id the kernel gives it need not survive a
     // remount. A local file system with neither a UUID nor an id is known by its mount point.
     std::string serial = identity.serial;
@@ -98,6 +101,10 @@ class volume_resolver {
     } else if (serial.empty()) {
       serial = "mount:" + mount.mount_point;
     }
+    // Paths are relative to the mount, so a mount that shows a folder of the file system (a
+    // subvolume, a bind mount) is a volume of its own; the whole file system keeps the bare
+    // serial.
+    if (!mount.root.empty() && mount.root != "/") serial += ":" + mount.root;
     vael::volume_manager vm = vael::get_volume_manager(handle_);
     const std::vector<vael::volume_t> known = vm.get_volumes_by_serial(serial);
     if (known.empty()) {
@@ -122,6 +129,7 @@ class volume_resolver {
 
   vael::connection_handle handle_;
   std::vector<vantor_env::mount_entry_t> mounts_;
+  vantor_env::system_folders_t system_folders_;
   int relative_volume_id_ = 0;
   std::string catalog_folder_;
   std::map<std::string, int> volume_of_mount_;
@@ -191,7 +199,7 @@ import_summary import_folder(const vael::connection_handle& handle, const std::s
   summary.warnings = std::move(walk.warnings);
   const std::vector<std::string>& files = walk.files;
   const std::size_t batch = options.batch_size == 0 ? 1 : options.batch_size;
-  volume_resolver volumes(handle);
+  volume_resolver volumes(handle, options);
 
   // Probing reads files and parses their metadata; it runs one batch ahead of the writes, on
   // another thread, so that disk and parser time overlap with the catalog's.

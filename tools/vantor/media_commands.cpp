@@ -143,16 +143,14 @@ struct media_args {
 int media_list(const media_args& args) {
   const auto c = open_catalog(args.catalog);
   QJsonArray all;
-  for (int id : vael::all_media_ids(c->handle())) {
-    const vael::media m = vael::media::get_media(c->handle(), id);
+  for (const vael::media_listing_t& m : vael::list_all_media(c->handle())) {
     if (args.json) {
-      all.append(QJsonObject{{"id", id},
-                             {"volume", m.get_volume_id()},
-                             {"mime_type", json_text(m.get_mime_type())},
-                             {"path", json_text(m.get_filepath(true))}});
+      all.append(QJsonObject{{"id", m.id},
+                             {"volume", m.volume_id},
+                             {"mime_type", json_text(m.mime_type)},
+                             {"path", json_text(m.filepath)}});
     } else {
-      print_row({std::to_string(id), std::to_string(m.get_volume_id()), m.get_mime_type(),
-                 m.get_filepath(true)});
+      print_row({std::to_string(m.id), std::to_string(m.volume_id), m.mime_type, m.filepath});
     }
   }
   if (args.json) print_json(all);

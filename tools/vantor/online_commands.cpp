@@ -62,7 +62,8 @@ QJsonObject read_state(const std::string& path, bool must_exist) {
 void write_state(const std::string& path, const QJsonObject& state) {
   std::error_code ignored;
   std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
-  vantor_env::file_replacement file(path);
+  // The state holds the ticket.
+  vantor_env::file_replacement file(path, vantor_env::new_file_access::owner_only);
   if (!file.is_open()) throw std::runtime_error("cannot write " + path);
   file.write(QJsonDocument(state).toJson(QJsonDocument::Indented).toStdString());
   if (!file.commit()) throw std::runtime_error("cannot write " + path);
