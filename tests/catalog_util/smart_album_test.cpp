@@ -177,7 +177,7 @@ class SmartAlbum : public vael_test::tag_catalog {
           {id::media_duration, 60},
           {id::gps_longitude, -5.5},
           {id::gps_latitude, 40}},
-         {{id::media_format, "AVCHD"}, {id::resolution, "1280x720"}},
+         {{id::media_format, "AVCHD"}, {id::resolution, "1280x720"}, {id::folder_name, "ab_c"}},
          {"D"}},
         {"song.mp3", "audio/mpeg", unknown_begin, unknown_end, {{id::rating, 1}}, {}, {}},
         {"doc.pdf", "application/pdf", at(2013, 12, 31, 23, 59, 59), at(2014, 1, 1), {}, {}, {}},
@@ -533,6 +533,7 @@ TEST_F(SmartAlbum, EachRuleAndRandomListsFindWhatTheRowsSay) {
                                           rule(36, 2, 0, "rome"),
                                           rule(36, 3, 0, "2014"),
                                           rule(36, 4, 0, "photos"),
+                                          rule(36, 0, 0, "a/b_c"),
                                           place(0, -5.5, 40),
                                           place(1, 10, 60, 10),
                                           place(1, 10, 60, 20, 1.0),
@@ -542,14 +543,20 @@ TEST_F(SmartAlbum, EachRuleAndRandomListsFindWhatTheRowsSay) {
   }
 
   // Lists long enough for parameter names of two rules to meet: rule 0's ":md_value2" and
-  // rule 20's ":md_value", the first "not rated" of rule 1 and rule 10's description.
-  std::vector<search_rule> long_list(22, tag_c);
-  long_list[0] = rule(10, 3, 0, "1000", "3001");
-  long_list[1] = rule(4, 0, 0);
-  long_list[10] = rule(11, 2, 0, "3500");
-  long_list[20] = rule(11, 1, 0, "3000");
-  long_list[21] = rule(24, 0, 2);
-  EXPECT_EQ(found(long_list, true), combined(long_list, true));
+  // rule 20's ":md_value", the first "not rated" of rule 1 and rule 10's description, the
+  // eleventh extension of rule 1 and the first of rule 11. The others match nothing.
+  const auto padded = [](std::map<std::size_t, search_rule> chosen, std::size_t size) {
+    std::vector<search_rule> list(size, rule(0, 3, 0, "zzz"));
+    for (const auto& [i, r] : chosen) list[i] = r;
+    return list;
+  };
+  for (const auto& list :
+       {padded({{0, rule(10, 3, 0, "1000", "3001")}, {20, rule(11, 2, 0, "1000")}}, 21),
+        padded({{1, rule(4, 0, 0)}, {10, rule(5, 0, 0, "canon")}}, 11),
+        padded({{1, rule(24, 0, 0, "a,b,c,d,e,f,g,h,i,j,mp3")}, {11, rule(24, 0, 0, "pdf")}},
+               12)}) {
+    EXPECT_EQ(found(list, false), combined(list, false)) << list.size() << " rules";
+  }
   std::mt19937 random(7);
   for (int i = 0; i < 200; ++i) {
     std::vector<search_rule> list(1 + random() % 24);
