@@ -579,7 +579,7 @@ TEST_F(SmartAlbum, StoredTextRoundTripsAndRefusesWhatItCannotRead) {
   s.name = "Trip (2014), 100%";
   s.match_all_rules = false;
   s.rules = {rule(0, 0, 0, "a(b,c)"), dated(7, 3, at(2014, 1, 31, 23, 59, 59), 2, 1),
-             place(1, -122.419, 37.7749, 5), rule(24, 0, 2, "", "x")};
+             place(1, -122.419416, 37.7749, 5), rule(24, 0, 2, "", "x")};
   s.rules[2].place_name = "San Francisco";
   s.rules[2].place_id = 42;
   s.rules[3].label = "kinds";
