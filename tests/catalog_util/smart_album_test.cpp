@@ -591,7 +591,21 @@ TEST_F(SmartAlbum, StoredTextRoundTripsAndRefusesWhatItCannotRead) {
   EXPECT_TRUE(back.equals(c)) << text;
   EXPECT_EQ(write_stored_search(back), text);
 
-  // The reader keeps no unit and no place id that is not positive.
+  // A text in the stored field order; the reader keeps no unit and no place id that is not
+  // positive.
+  const auto stored =
+      read_stored_search(
+          "(12)(4)Trip(1)0(2)(0)(36)(1)(0)(15)not-a-date-time(5)trips(0)(0)(0)(0)(0)"
+          "(0)(0)(0)(-181)(-91)(-1)(0)(1)0(0)(37)(1)(0)(15)20140131T235959(0)(0)(0)"
+          "(0)(2)(1)(5)(1.61)(2)SF(-122.419)(37.7749)(42)(5)label(1)1")
+          .get<advanced_metadata_search>();
+  ASSERT_EQ(stored.rules.size(), 2u);
+  const search_rule& near = stored.rules[1];
+  EXPECT_TRUE(stored.name == "Trip" && !stored.match_all_rules && stored.rules[0].text == "trips");
+  EXPECT_TRUE(near.date == at(2014, 1, 31, 23, 59, 59) && near.count == 2 && near.unit == 1 &&
+              near.distance == 5 && near.distance_unit == 0.0 && near.place_name == "SF" &&
+              near.latitude == 37.7749 && near.place_id == 42 && near.label == "label" &&
+              near.flag);
   s.rules = {place(1, 1, 2, 3, 1.0)};
   s.rules[0].place_id = 0;
   const auto read =
@@ -611,12 +625,12 @@ TEST_F(SmartAlbum, StoredTextRoundTripsAndRefusesWhatItCannotRead) {
       {"(12)(0)(1)1(-1)", "The number was not"},
       {"(12)(0)(1)1(1)(0)(1)(0)(0)(3)abc", "bad cast"},
   };
-  for (const auto& [stored, message] : refusals) {
+  for (const auto& [bad, message] : refusals) {
     EXPECT_EQ(vael_test::message_of<std::runtime_error>([&] {
-                read_stored_search(stored);
+                read_stored_search(bad);
               }).rfind(message, 0),
               0u)
-        << stored;
+        << bad;
   }
 }
 
