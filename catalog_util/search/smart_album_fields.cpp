@@ -169,6 +169,7 @@ void file_name(const rule_context& c) {
   c.bind(":filename", value);
 }
 
+// The text is escaped as the file name rule's is: "IMG_1" must not find "IMGX1".
 void project_file_name(const rule_context& c) {
   if (c.r.rule_op != 0 && c.r.rule_op != 1) return;
   const like_text t = escape_like(c.r.text);
@@ -210,6 +211,7 @@ void rating(const rule_context& c) {
   c.bind(":md_value", c.r.value);
 }
 
+// Escaped too: a model "EOS_5D" must not find "EOS55D".
 void text_field(const rule_context& c, const char* identifier) {
   const like_text t = escape_like(c.r.text);
   const std::string clause = c.compare(".value LIKE ", ":md_value") + escape_clause(t);
@@ -288,12 +290,12 @@ void tag_date(const rule_context& c) {
   }
 }
 
-// `first` ops: the operator of ":md_value" by rule_op 0 to 2; rule_op 3 is the half-open
-// range ">=" / `upper`.
+// A comparison with ":md_value" by rule_op: 0 "=", 1 ">", 2 "<"; 3 the range from it to
+// ":md_value2" closed by `upper`, the only case that reads `high`.
 template <typename Value>
 void range_field(const rule_context& c, const char* identifier, const char* table,
-                 const char* upper, Value low, const std::function<Value()>& high,
-                 const char* const (&ops)[3]) {
+                 const char* upper, Value low, const std::function<Value()>& high) {
+  static const char* const ops[] = {".value = ", ".value > ", ".value < "};
   std::string clause;
   if (c.r.rule_op >= 0 && c.r.rule_op < 3) {
     clause = c.compare(ops[c.r.rule_op], ":md_value");
@@ -308,14 +310,11 @@ void range_field(const rule_context& c, const char* identifier, const char* tabl
   add_metadata_clause(c, identifier, table, clause);
 }
 
-const char* const equal_greater_less[3] = {".value = ", ".value > ", ".value < "};
-
 void width_or_height(const rule_context& c, const char* identifier) {
   const search_rule& r = c.r;
   if (r.rule_op < 0 || r.rule_op > 3) return;
-  range_field<int>(
-      c, identifier, "metadata_integer_table", ".value < ", integer_of(r.text),
-      [&] { return integer_of(r.text2); }, equal_greater_less);
+  range_field<int>(c, identifier, "metadata_integer_table", ".value < ", integer_of(r.text),
+                   [&] { return integer_of(r.text2); });
 }
 
 void file_size(const rule_context& c) {
@@ -391,9 +390,8 @@ void camera_setting(const rule_context& c, const char* identifier,
     return;
   }
   if (op < 0 || op > 3) return;
-  range_field<double>(
-      c, identifier, table, ".value <= ", operand(false), [&] { return operand(true); },
-      equal_greater_less);
+  range_field<double>(c, identifier, table, ".value <= ", operand(false),
+                      [&] { return operand(true); });
 }
 
 void folder_name(const rule_context& c) {
@@ -553,9 +551,8 @@ void project_kind(const rule_context& c) {
 void decimal_field(const rule_context& c, const char* identifier) {
   const search_rule& r = c.r;
   if (r.rule_op < 0 || r.rule_op > 3) return;
-  range_field<double>(
-      c, identifier, "metadata_decimal_table", ".value < ", decimal_of(r.text),
-      [&] { return decimal_of(r.text2); }, equal_greater_less);
+  range_field<double>(c, identifier, "metadata_decimal_table", ".value < ", decimal_of(r.text),
+                      [&] { return decimal_of(r.text2); });
 }
 
 // Fields 32 and 38 bind their text with any rule_op, though only "is" makes a clause.

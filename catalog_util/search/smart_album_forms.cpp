@@ -22,13 +22,20 @@ bool flag_of(const std::string& text) {
   }
 }
 
+// Decimals are equal as stored, to six significant digits: a search read back from its text
+// equals the search written.
+bool same_decimal(double a, double b) {
+  return serialize_number(a) == serialize_number(b);
+}
+
 bool rules_equal(const search_rule& a, const search_rule& b) {
   return a.label == b.label && a.reserved == b.reserved && a.rule_field == b.rule_field &&
          a.rule_op == b.rule_op && a.value == b.value && a.value2 == b.value2 &&
          a.tag_id == b.tag_id && a.text == b.text && a.text2 == b.text2 && a.date == b.date &&
          a.count == b.count && a.unit == b.unit && a.distance == b.distance &&
-         a.place_name == b.place_name && a.place_id == b.place_id && a.longitude == b.longitude &&
-         a.latitude == b.latitude && a.flag == b.flag;
+         a.place_name == b.place_name && a.place_id == b.place_id &&
+         same_decimal(a.longitude, b.longitude) && same_decimal(a.latitude, b.latitude) &&
+         a.flag == b.flag;
 }
 
 std::string rule_text(const search_rule& r) {

@@ -109,8 +109,9 @@ struct advanced_metadata_search {
 void set_search_clock(std::function<boost::posix_time::ptime()> now);
 boost::posix_time::ptime search_now();
 
-// Equal when every stored field is: the lookup tables and `distance_unit`, which the stored
-// text does not keep, are not compared.
+// Equal when every stored field is, decimals to the six significant digits they are stored
+// with; the lookup tables and `distance_unit`, which the stored text does not keep, are not
+// compared.
 bool search_equals(const advanced_metadata_search& a, const advanced_metadata_search& b);
 std::string search_serialize(const advanced_metadata_search& s);
 // Throws std::runtime_error for malformed text ("bad cast" for a match flag or rule flag that

@@ -2,7 +2,6 @@
 #include <boost/algorithm/string/split.hpp>
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <cmath>
-#include <cstring>
 #include <map>
 #include <optional>
 #include <random>
@@ -46,9 +45,8 @@ const pt::ptime now = at(2014, 3, 15, 10);
 struct row {
   std::string name, mime;
   pt::ptime begin, end;
-  std::map<std::string, double> num;
-  std::map<std::string, std::string> text;
   std::vector<std::string> tags;
+  std::map<std::string, std::string> md;
   int id = 0;
 };
 
@@ -67,7 +65,10 @@ bool begins(const std::string& s, const std::string& p) {
 bool ends(const std::string& s, const std::string& p) {
   return s.size() >= p.size() && lower(s).compare(s.size() - p.size(), p.size(), lower(p)) == 0;
 }
-
+// The answer of rule_op or value `i`.
+bool pick(std::initializer_list<bool> answers, int i) {
+  return *(answers.begin() + i);
+}
 template <typename T>
 T item(const std::vector<T>& table, int index) {
   return table.at(static_cast<std::size_t>(index));
@@ -98,114 +99,61 @@ search_rule place(int op, double lon, double lat, int distance = 0, double unit 
   return r;
 }
 
+// The metadata each field tests.
+// clang-format off
+const std::map<int, const char*> field_md = {
+    {4, id::rating}, {5, id::make}, {6, id::model}, {9, id::image_description},
+    {10, id::image_width}, {11, id::image_height}, {12, id::file_size}, {14, id::creator},
+    {15, id::exposure_time}, {16, id::exposure_program}, {17, id::exposure_bias},
+    {18, id::f_number}, {19, id::iso_speed_ratings}, {20, id::focal_length}, {21, id::flash},
+    {23, id::album_notes}, {30, id::frame_rate}, {31, id::media_duration},
+    {32, id::media_format}, {36, id::folder_name}, {38, id::resolution}};
+// clang-format on
+
 class SmartAlbum : public vael_test::tag_catalog {
  protected:
   static void SetUpTestSuite() { vael_util::register_search_implementers(1); }
   void TearDown() override { vael_util::set_search_clock({}); }
 
   SmartAlbum() {
-    const std::string jpeg = "image/jpeg";
+    // clang-format off
     rows_ = {
-        {"IMG_0001.JPG",
-         jpeg,
-         at(2014, 1, 31, 23, 59, 59),
-         at(2014, 1, 31, 23, 59, 59),
-         {{id::rating, 5},
-          {id::image_width, 4000},
-          {id::image_height, 3000},
-          {id::file_size, 2e6},
-          {id::exposure_time, 0.008},
-          {id::exposure_bias, -0.7},
-          {id::f_number, 2.8},
-          {id::iso_speed_ratings, 100},
-          {id::focal_length, 50},
-          {id::exposure_program, 2},
-          {id::flash, 1},
-          {id::gps_longitude, 10.25},
-          {id::gps_latitude, 60}},
-         {{id::make, "Canon"},
-          {id::model, "EOS_5D"},
-          {id::creator, "Ann O'Neil"},
-          {id::folder_name, "photos_2014"}},
-         {"A"}},
-        {"imgx0001.jpg",
-         jpeg,
-         at(2014, 2, 1),
-         at(2014, 2, 1),
-         {{id::rating, 0},
-          {id::image_width, 3000},
-          {id::image_height, 4000},
-          {id::file_size, 5e5},
-          {id::exposure_time, 0.0166667},
-          {id::f_number, 4},
-          {id::iso_speed_ratings, 200},
-          {id::focal_length, 35.5},
-          {id::flash, 16},
-          {id::gps_longitude, 10.5},
-          {id::gps_latitude, 60}},
-         {{id::make, "NIKON"}, {id::model, "EOS55D"}, {id::folder_name, "photosX2014"}},
-         {"B"}},
-        {"100%.png",
-         "image/png",
-         at(2014, 1, 31),
-         at(2014, 2, 1),
-         {{id::rating, 3},
-          {id::image_width, 1000},
-          {id::image_height, 1000},
-          {id::iso_speed_ratings, 400},
-          {id::f_number, 5.6},
-          {id::exposure_time, 0.5},
-          {id::exposure_bias, 0},
-          {id::gps_longitude, -6},
-          {id::gps_latitude, 40.2}},
-         {{id::image_description, "a 100% day"},
-          {id::album_notes, "notes here"},
-          {id::folder_name, "Trips/Rome"}},
-         {"A", "C"}},
-        {"clip.mov",
-         "video/quicktime",
-         at(2014, 3, 1),
-         at(2014, 3, 1),
-         {{id::frame_rate, 29.97}, {id::media_duration, 12.5}, {id::file_size, 9e7}},
-         {{id::media_format, "MPEG-4"}, {id::resolution, "1920x1080"}, {id::folder_name, "trips"}},
-         {"C"}},
-        {"clip2.MP4",
-         "video/mp4",
-         at(2014, 2, 28, 23, 59, 59),
-         at(2014, 2, 28, 23, 59, 59),
-         {{id::frame_rate, 25},
-          {id::media_duration, 60},
-          {id::gps_longitude, -5.5},
-          {id::gps_latitude, 40}},
-         {{id::media_format, "AVCHD"}, {id::resolution, "1280x720"}},
-         {"D"}},
-        {"song.mp3", "audio/mpeg", unknown_begin, unknown_end, {{id::rating, 1}}, {}, {}},
-        {"doc.pdf", "application/pdf", at(2013, 12, 31, 23, 59, 59), at(2014, 1, 1), {}, {}, {}},
-        {"show.omss",
-         mime::slideshow,
-         at(2014, 3, 15, 9),
-         at(2014, 3, 15, 9),
-         {{id::file_size, 100}},
-         {},
-         {"D"}},
-        {"velo.omssc",
-         mime::velo_slideshow,
-         unknown_begin,
-         unknown_end,
-         {{id::file_size, 100}},
-         {},
-         {}},
-        {"gallery.vmg", mime::flicker_gallery, unknown_begin, unknown_end, {}, {}, {}},
-        {"project.omb", "application/omb", unknown_begin, unknown_end, {}, {}, {}},
-        {"flick.flk", "application/x-glimmerwave-flicker", unknown_begin, unknown_end, {}, {}, {}},
-        {"photo.ombra",
-         "application/vnd.norvane.ombra",
-         at(2014, 3, 14),
-         at(2014, 3, 14),
-         {{id::rating, 4}},
-         {},
-         {}},
+        {"IMG_0001.JPG", "image/jpeg", at(2014, 1, 31, 23, 59, 59), at(2014, 1, 31, 23, 59, 59), {"A"},
+         {{id::rating, "5"}, {id::image_width, "4000"}, {id::image_height, "3000"},
+          {id::file_size, "2e6"}, {id::exposure_time, "0.008"}, {id::exposure_bias, "-0.7"},
+          {id::f_number, "2.8"}, {id::iso_speed_ratings, "100"}, {id::focal_length, "50"},
+          {id::exposure_program, "2"}, {id::flash, "1"}, {id::gps_longitude, "10.25"},
+          {id::gps_latitude, "60"}, {id::make, "Canon"}, {id::model, "EOS_5D"},
+          {id::creator, "Ann O'Neil"}, {id::folder_name, "photos_2014"}}},
+        {"imgx0001.jpg", "image/jpeg", at(2014, 2, 1), at(2014, 2, 1), {"B"},
+         {{id::rating, "0"}, {id::image_width, "3000"}, {id::image_height, "4000"},
+          {id::file_size, "5e5"}, {id::exposure_time, "0.0166667"}, {id::f_number, "4"},
+          {id::iso_speed_ratings, "200"}, {id::focal_length, "35.5"}, {id::flash, "16"},
+          {id::gps_longitude, "10.5"}, {id::gps_latitude, "60"}, {id::make, "NIKON"},
+          {id::model, "EOS55D"}, {id::folder_name, "photosX2014"}}},
+        {"100%.png", "image/png", at(2014, 1, 31), at(2014, 2, 1), {"A", "C"},
+         {{id::rating, "3"}, {id::image_width, "1000"}, {id::image_height, "1000"},
+          {id::iso_speed_ratings, "400"}, {id::f_number, "5.6"}, {id::exposure_time, "0.5"},
+          {id::exposure_bias, "0"}, {id::gps_longitude, "-6"}, {id::gps_latitude, "40.2"},
+          {id::image_description, "a 100% day"}, {id::album_notes, "notes here"},
+          {id::folder_name, "Trips/Rome"}}},
+        {"clip.mov", "video/quicktime", at(2014, 3, 1), at(2014, 3, 1), {"C"},
+         {{id::frame_rate, "29.97"}, {id::media_duration, "12.5"}, {id::file_size, "9e7"},
+          {id::media_format, "MPEG-4"}, {id::resolution, "1920x1080"}, {id::folder_name, "trips"}}},
+        {"clip2.MP4", "video/mp4", at(2014, 2, 28, 23, 59, 59), at(2014, 2, 28, 23, 59, 59), {"D"},
+         {{id::frame_rate, "25"}, {id::media_duration, "60"}, {id::gps_longitude, "-5.5"},
+          {id::gps_latitude, "40"}, {id::media_format, "AVCHD"}, {id::resolution, "1280x720"},
+          {id::folder_name, "ab_c"}}},
+        {"song.mp3", "audio/mpeg", unknown_begin, unknown_end, {}, {{id::rating, "1"}}},
+        {"doc.pdf", "application/pdf", at(2013, 12, 31, 23, 59, 59), at(2014, 1, 1), {}, {}},
+        {"show.omss", mime::slideshow, at(2014, 3, 15, 9), at(2014, 3, 15, 9), {"D"}, {{id::file_size, "100"}}},
+        {"velo.omssc", mime::velo_slideshow, unknown_begin, unknown_end, {}, {{id::file_size, "100"}}},
+        {"gallery.vmg", mime::flicker_gallery, unknown_begin, unknown_end, {}, {}},
+        {"project.omb", "application/omb", unknown_begin, unknown_end, {}, {}},
+        {"flick.flk", "application/x-glimmerwave-flicker", unknown_begin, unknown_end, {}, {}},
+        {"photo.ombra", "application/vnd.norvane.ombra", at(2014, 3, 14), at(2014, 3, 14), {}, {{id::rating, "4"}}},
     };
+    // clang-format on
     tag_dates_ = {{"A", at(2014, 1, 31)}, {"B", at(2014, 1, 31, 15)}, {"D", at(2014, 3, 10)}};
     write([&] {
       vael_util::initialize_catalog_defaults(
@@ -221,18 +169,20 @@ class SmartAlbum : public vael_test::tag_catalog {
           vael_util::create_tag_metadata(h(), id::tag_date, 3, tags_[name], tag_dates_[name]);
         }
       }
-      const vael::metadata_view_t view(h());
       for (row& r : rows_) {
         r.id = vael::media::create_master(h(), disk, "/m/" + r.name, r.mime).get_id();
         vael::media::get_media(h(), r.id).set_date(vael::from_search_range(r.begin, r.end));
-        for (const auto& [identifier, v] : r.num) {
-          const bool integer = view.get_description(identifier).get_data_type() ==
-                               vael::metadata_data_type::integer_type;
-          vael_util::create_media(h(), identifier, 0, r.id,
-                                  integer ? dbl::entry_data(std::llround(v)) : dbl::entry_data(v));
-        }
-        for (const auto& [identifier, v] : r.text) {
-          vael_util::create_media(h(), identifier, 0, r.id, v);
+        for (const auto& [identifier, v] : r.md) {
+          switch (vael::metadata_view_t(h()).get_description(identifier).get_data_type()) {
+            case vael::metadata_data_type::integer_type:
+              vael_util::create_media(h(), identifier, 0, r.id, std::llround(std::stod(v)));
+              break;
+            case vael::metadata_data_type::decimal_type:
+              vael_util::create_media(h(), identifier, 0, r.id, std::stod(v));
+              break;
+            default:
+              vael_util::create_media(h(), identifier, 0, r.id, v);
+          }
         }
         for (const std::string& t : r.tags) vael::get_tag(h(), tags_[t]).tag_media(r.id);
       }
@@ -247,32 +197,23 @@ class SmartAlbum : public vael_test::tag_catalog {
 
   // The rule's answer for one media; nothing when the rule adds no condition.
   std::optional<bool> expected(const row& m, const search_rule& r) const {
+    const auto text_of = [&](const char* i) {
+      const auto it = m.md.find(i);
+      return it == m.md.end() ? std::optional<std::string>() : it->second;
+    };
     const auto num = [&](const char* i) {
-      const auto it = m.num.find(i);
-      return it == m.num.end() ? std::optional<double>() : it->second;
+      const auto s = text_of(i);
+      return s ? std::optional<double>(std::strtod(s->c_str(), nullptr)) : std::nullopt;
     };
-    const auto txt = [&](const char* i) {
-      const auto it = m.text.find(i);
-      return it == m.text.end() ? std::optional<std::string>() : it->second;
+    const int op = r.rule_op;
+    const auto cmp = [&](std::optional<double> v, double a, double b = 0) {
+      return v && pick({*v == a, *v > a, *v < a, *v >= a && *v < b}, op);
     };
-    const auto carries = [&](int tag) {
-      return std::any_of(m.tags.begin(), m.tags.end(),
-                         [&](const std::string& t) { return tags_.at(t) == tag; });
+    // "is" a narrow range around a decimal, and an inclusive range.
+    const auto camera = [&](std::optional<double> v, double a, double b) {
+      return v && pick({std::fabs(*v - a) <= 0.0001, *v > a, *v < a, *v >= a && *v <= b}, op);
     };
-    const auto cmp = [&](std::optional<double> v, int op, double a, double b = 0) {
-      if (!v) return false;
-      switch (op) {
-        case 0:
-          return *v == a;
-        case 1:
-          return *v > a;
-        case 2:
-          return *v < a;
-        default:
-          return *v >= a && *v < b;
-      }
-    };
-    const auto in_dates = [&](pt::ptime b, pt::ptime e) {
+    const auto dates = [&](pt::ptime b, pt::ptime e) {
       return m.begin >= b && m.begin < e && m.end <= e;
     };
     const pt::ptime day_after = pt::ptime(r.date.date() + greg::days(1));
@@ -283,137 +224,112 @@ class SmartAlbum : public vael_test::tag_catalog {
                       : pt::ptime(greg::date(2014, static_cast<unsigned short>(3 - r.count), 15));
     const bool project = m.mime == mime::flicker_gallery || m.mime == "application/omb" ||
                          m.mime == mime::slideshow || m.mime == mime::velo_slideshow;
-    const std::string t = r.text;
-    const std::string name = m.name;
+    const std::string& t = r.text;
+    const std::string& name = m.name;
     const double x = std::strtod(t.c_str(), nullptr), x2 = std::strtod(r.text2.c_str(), nullptr);
-    const auto camera = [&](const char* i, double a, double b) {
-      const auto v = num(i);
-      if (r.rule_op == 0) return v && std::fabs(*v - a) <= 0.0001;
-      if (r.rule_op == 3) return v && *v >= a && *v <= b;
-      return cmp(v, r.rule_op, a);
-    };
-    const auto text_field = [&](const char* i) {
-      const bool hit = txt(i) && has(*txt(i), t);
-      return r.rule_op == 0 ? hit : !hit;
-    };
-    const auto folder = txt(id::folder_name);
+    const char* md = field_md.count(r.rule_field) != 0 ? field_md.at(r.rule_field) : "";
+    const auto v = num(md);
+    const auto s = text_of(md);
     switch (r.rule_field) {
       case 0:
-        return std::vector<bool>{begins(name, t + ".") || lower(name) == lower(t), begins(name, t),
-                                 ends(name, t), has(name, t),
-                                 !has(name, t)}[static_cast<std::size_t>(r.rule_op)];
+        return pick({begins(name, t + ".") || lower(name) == lower(t), begins(name, t),
+                     ends(name, t), has(name, t), !has(name, t)},
+                    op);
       case 1:
-        return project && (r.rule_op == 0) == has(name, t);
+        return project && (op == 0) == has(name, t);
       case 2:
       case 33:
-        return carries(r.tag_id);
-      case 4: {
-        const auto v = num(id::rating);
-        if (r.rule_op == 0 && r.value == 0) return !(v && *v > 0);
-        return v && std::vector<bool>{*v == r.value, *v != r.value,
-                                      *v<r.value, *v> r.value}[static_cast<std::size_t>(r.rule_op)];
-      }
+        return std::any_of(m.tags.begin(), m.tags.end(),
+                           [&](const std::string& tag) { return tags_.at(tag) == r.tag_id; });
+      case 4:
+        if (op == 0 && r.value == 0) return !(v && *v > 0);
+        return v && pick({*v == r.value, *v != r.value, *v<r.value, *v> r.value}, op);
       case 5:
-        return text_field(id::make);
       case 6:
-        return text_field(id::model);
       case 9:
-        return text_field(id::image_description);
       case 14:
-        return text_field(id::creator);
       case 23:
-        return text_field(id::album_notes);
+        return (s && has(*s, t)) == (op == 0);
       case 7:
-        return std::vector<bool>{in_dates(r.date, day_after), in_dates(unknown_begin, r.date),
-                                 in_dates(day_after, unknown_end),
-                                 in_dates(start, tomorrow)}[static_cast<std::size_t>(r.rule_op)];
+        return pick({dates(r.date, day_after), dates(unknown_begin, r.date),
+                     dates(day_after, unknown_end), dates(start, tomorrow)},
+                    op);
       case 8:
         return std::any_of(m.tags.begin(), m.tags.end(), [&](const std::string& tag) {
-          if (tag_dates_.count(tag) == 0) return false;
-          const pt::ptime d = tag_dates_.at(tag);
-          return static_cast<bool>(
-              std::vector<bool>{d > r.date && d <= day_after, d<r.date, d> r.date,
-                                d >= start && d < tomorrow}[static_cast<std::size_t>(r.rule_op)]);
+          const auto d = tag_dates_.find(tag);
+          return d != tag_dates_.end() && pick({d->second > r.date && d->second <= day_after,
+                                                d->second<r.date, d->second> r.date,
+                                                d->second >= start && d->second < tomorrow},
+                                               op);
         });
       case 10:
-        return cmp(num(id::image_width), r.rule_op, x, x2);
       case 11:
-        return cmp(num(id::image_height), r.rule_op, x, x2);
+      case 30:
+      case 31:
+        return cmp(v, x, x2);
       case 12:
-        return cmp(num(id::file_size), r.rule_op + 1, x) && !project;
-      case 13: {
-        const auto w = num(id::image_width), hh = num(id::image_height);
-        return w && hh && cmp(*w * *hh, r.rule_op, x, x2);
-      }
-      case 15:
-        return camera(id::exposure_time, item(search_.exposure_time_table, r.value),
-                      item(search_.exposure_time_table, r.value2));
-      case 17:
-        return camera(id::exposure_bias, x, x2);
-      case 18:
-        return camera(id::f_number, item(search_.f_number_table, r.value),
-                      item(search_.f_number_table, r.value2));
-      case 19:
-        return cmp(num(id::iso_speed_ratings), r.rule_op, item(search_.iso_table, r.value));
-      case 20:
-        return camera(id::focal_length, x, x2);
-      case 16:
-        return cmp(num(id::exposure_program), 0, x);
-      case 21:
-        return num(id::flash) && (std::llround(*num(id::flash)) & 1) != r.value;
+        return v && pick({*v > x, *v < x}, op) && !project;
+      case 13:
       case 22: {
         const auto w = num(id::image_width), hh = num(id::image_height);
-        return w && hh && (r.value == 0 ? *w < *hh : *w >= *hh);
+        if (!w || !hh) return false;
+        return r.rule_field == 22 ? (r.value == 0 ? *w < *hh : *w >= *hh) : cmp(*w * *hh, x, x2);
       }
+      case 15:
+        return camera(v, item(search_.exposure_time_table, r.value),
+                      item(search_.exposure_time_table, r.value2));
+      case 17:
+      case 20:
+        return camera(v, x, x2);
+      case 18:
+        return camera(v, item(search_.f_number_table, r.value),
+                      item(search_.f_number_table, r.value2));
+      case 19:
+        return cmp(v, item(search_.iso_table, r.value));
+      case 16:
+        return v && *v == x;
+      case 21:
+        return v && (std::llround(*v) & 1) != r.value;
       case 24: {
-        const std::string set = t.empty() ? item(search_.file_type_extensions, r.value) : t;
         std::vector<std::string> exts;
-        boost::algorithm::split(exts, set, [](char c) { return c == ','; });
+        boost::algorithm::split(exts, t.empty() ? item(search_.file_type_extensions, r.value) : t,
+                                [](char c) { return c == ','; });
         return std::any_of(exts.begin(), exts.end(),
                            [&](const std::string& e) { return ends(name, "." + e); });
       }
       case 25:
-        return std::vector<bool>{
-            begins(m.mime, "audio/"), begins(m.mime, "video/") || begins(m.mime, "application/x-g"),
-            begins(m.mime, "image/") || begins(m.mime, "application/vnd.norvane.ombr"),
-            m.mime == "application/pdf", project}[static_cast<std::size_t>(r.value)];
+        return pick({begins(m.mime, "audio/"),
+                     begins(m.mime, "video/") || begins(m.mime, "application/x-g"),
+                     begins(m.mime, "image/") || begins(m.mime, "application/vnd.norvane.ombr"),
+                     m.mime == "application/pdf", project},
+                    r.value);
       case 26:
         return (m.id == rows_[0].id || m.id == rows_[1].id) == (r.value == 0);
       case 27:
         return (m.id == rows_[2].id || m.id == rows_[12].id) == (r.value == 0);
       case 28:
-        return std::vector<bool>{
-            m.mime == mime::flicker_gallery, m.mime == "application/omb",
-            m.mime == mime::slideshow ||
-                m.mime == mime::velo_slideshow}[static_cast<std::size_t>(r.value)];
-      case 30:
-        return cmp(num(id::frame_rate), r.rule_op, x, x2);
-      case 31:
-        return cmp(num(id::media_duration), r.rule_op, x, x2);
+        return pick({m.mime == mime::flicker_gallery, m.mime == "application/omb",
+                     m.mime == mime::slideshow || m.mime == mime::velo_slideshow},
+                    r.value);
       case 32:
-      case 38: {
-        if (r.rule_op != 0) return std::nullopt;
-        const auto v = txt(r.rule_field == 32 ? id::media_format : id::resolution);
-        return v && lower(*v) == lower(t);
-      }
+      case 38:
+        if (op != 0) return std::nullopt;
+        return s && lower(*s) == lower(t);
       case 36:
-        return folder && std::vector<bool>{lower(*folder) == lower(t), begins(*folder, t),
-                                           ends(*folder, t), has(*folder, t),
-                                           !has(*folder, t)}[static_cast<std::size_t>(r.rule_op)];
+        return s &&
+               pick({lower(*s) == lower(t), begins(*s, t), ends(*s, t), has(*s, t), !has(*s, t)},
+                    op);
       case 37: {
         const auto lon = num(id::gps_longitude), lat = num(id::gps_latitude);
         if (!lon || !lat) return false;
-        if (r.rule_op == 0) {
-          const auto cell = [](double v, double c) {
-            return c <= 0 ? v >= c - 1 && v < c : v >= c && v < c + 1;
-          };
-          return cell(*lon, r.longitude) && cell(*lat, r.latitude);
-        }
+        const auto cell = [](double p, double c) {
+          return c <= 0 ? p >= c - 1 && p < c : p >= c && p < c + 1;
+        };
+        if (op == 0) return cell(*lon, r.longitude) && cell(*lat, r.latitude);
         // Flat distance: the rows stand well inside or well outside each radius.
         const double km = r.distance_unit == 0.0 ? r.distance * 1.61 : r.distance;
-        const double dy = (*lat - r.latitude) * 111.2,
-                     dx = (*lon - r.longitude) * 111.2 * std::cos(r.latitude * M_PI / 180);
-        return std::hypot(dx, dy) <= km;
+        return std::hypot((*lat - r.latitude) * 111.2,
+                          (*lon - r.longitude) * 111.2 * std::cos(r.latitude * M_PI / 180)) <= km;
       }
       default:
         return std::nullopt;
@@ -450,106 +366,49 @@ TEST_F(SmartAlbum, EachRuleAndRandomListsFindWhatTheRowsSay) {
   search_rule tag_a = rule(2, 0), tag_c = rule(33, 0);
   tag_a.tag_id = tags_["A"];
   tag_c.tag_id = tags_["C"];
-  const std::vector<search_rule> rules = {rule(0, 0, 0, "img_0001"),
-                                          rule(0, 0, 0, "100%"),
-                                          rule(0, 1, 0, "IMG_"),
-                                          rule(0, 2, 0, ".jpg"),
-                                          rule(0, 3, 0, "0%"),
-                                          rule(0, 4, 0, "clip"),
-                                          rule(0, 3, 0, "-"),
-                                          rule(1, 0, 0, "o"),
-                                          rule(1, 1, 0, "show"),
-                                          tag_a,
-                                          tag_c,
-                                          rule(4, 0, 0),
-                                          rule(4, 0, 3),
-                                          rule(4, 1, 3),
-                                          rule(4, 2, 3),
-                                          rule(4, 3, 3),
-                                          rule(5, 0, 0, "canon"),
-                                          rule(6, 0, 0, "EOS_5D"),
-                                          rule(6, 1, 0, "eos"),
-                                          rule(9, 0, 0, "100%"),
-                                          rule(14, 0, 0, "O'Neil"),
-                                          rule(23, 1, 0, "here"),
-                                          dated(7, 0, at(2014, 1, 31)),
-                                          dated(7, 1, at(2014, 2, 1)),
-                                          dated(7, 2, at(2014, 1, 31)),
-                                          dated(7, 3, {}, 45, 0),
-                                          dated(7, 3, {}, 2, 1),
-                                          dated(7, 3, {}, 1, 2),
-                                          dated(8, 0, at(2014, 1, 31)),
-                                          dated(8, 1, at(2014, 1, 31, 12)),
-                                          dated(8, 2, at(2014, 2, 1)),
-                                          dated(8, 3, {}, 10, 0),
-                                          rule(10, 0, 0, "4000"),
-                                          rule(10, 3, 0, "1000", "3001"),
-                                          rule(11, 1, 0, "3000"),
-                                          rule(11, 2, 0, "3500"),
-                                          rule(12, 0, 0, "1000"),
-                                          rule(12, 1, 0, "1e6"),
-                                          rule(13, 0, 0, "1000000"),
-                                          rule(13, 1, 0, "1e7"),
-                                          rule(13, 3, 0, "1000000", "12000001"),
-                                          rule(15, 0, 1),
-                                          rule(15, 1, 0),
-                                          rule(15, 3, 1),
-                                          rule(17, 2, 0, "0"),
-                                          rule(17, 0, 0, "-0.7"),
-                                          rule(18, 0, 0),
-                                          rule(18, 3, 1),
-                                          rule(19, 0, 1),
-                                          rule(19, 1, 0),
-                                          rule(20, 0, 0, "35.5"),
-                                          rule(20, 2, 0, "40"),
-                                          rule(16, 0, 0, "2"),
-                                          rule(21, 0, 0),
-                                          rule(21, 0, 1),
-                                          rule(22, 0, 0),
-                                          rule(22, 0, 1),
-                                          rule(24, 0, 0, "jpg,png"),
-                                          rule(24, 0, 1),
-                                          rule(24, 0, 2),
-                                          rule(25, 0, 0),
-                                          rule(25, 0, 1),
-                                          rule(25, 0, 2),
-                                          rule(25, 0, 3),
-                                          rule(25, 0, 4),
-                                          rule(26, 0, 0),
-                                          rule(26, 0, 1),
-                                          rule(27, 0, 0),
-                                          rule(27, 0, 1),
-                                          rule(28, 0, 0),
-                                          rule(28, 0, 1),
-                                          rule(28, 0, 2),
-                                          rule(30, 0, 0, "25"),
-                                          rule(30, 1, 0, "26"),
-                                          rule(31, 3, 0, "10", "60"),
-                                          rule(32, 0, 0, "mpeg-4"),
-                                          rule(32, 1, 0, "x"),
-                                          rule(38, 0, 0, "1920x1080"),
-                                          rule(36, 0, 0, "photos_2014"),
-                                          rule(36, 1, 0, "trips"),
-                                          rule(36, 2, 0, "rome"),
-                                          rule(36, 3, 0, "2014"),
-                                          rule(36, 4, 0, "photos"),
-                                          place(0, -5.5, 40),
-                                          place(1, 10, 60, 10),
-                                          place(1, 10, 60, 20, 1.0),
-                                          rule(99, 0)};
+  // clang-format off
+  const std::vector<search_rule> rules = {
+      rule(0, 0, 0, "img_0001"), rule(0, 0, 0, "100%"), rule(0, 1, 0, "IMG_"), rule(0, 2, 0, ".jpg"),
+      rule(0, 3, 0, "0%"), rule(0, 4, 0, "clip"), rule(0, 3, 0, "-"), rule(1, 0, 0, "o"),
+      rule(1, 1, 0, "show"), tag_a, tag_c, rule(4, 0, 0), rule(4, 0, 3), rule(4, 1, 3), rule(4, 2, 3),
+      rule(4, 3, 3), rule(5, 0, 0, "canon"), rule(6, 0, 0, "EOS_5D"), rule(6, 1, 0, "eos"),
+      rule(9, 0, 0, "100%"), rule(14, 0, 0, "O'Neil"), rule(23, 1, 0, "here"),
+      dated(7, 0, at(2014, 1, 31)), dated(7, 1, at(2014, 2, 1)), dated(7, 2, at(2014, 1, 31)),
+      dated(7, 3, {}, 45, 0), dated(7, 3, {}, 2, 1), dated(7, 3, {}, 1, 2),
+      dated(8, 0, at(2014, 1, 31)), dated(8, 1, at(2014, 1, 31, 12)), dated(8, 2, at(2014, 2, 1)),
+      dated(8, 3, {}, 10, 0), rule(10, 0, 0, "4000"), rule(10, 3, 0, "1000", "3001"),
+      rule(11, 1, 0, "3000"), rule(11, 2, 0, "3500"), rule(12, 0, 0, "1000"), rule(12, 1, 0, "1e6"),
+      rule(13, 0, 0, "1000000"), rule(13, 1, 0, "1e7"), rule(13, 3, 0, "1000000", "12000001"),
+      rule(15, 0, 1), rule(15, 1, 0), rule(15, 3, 1), rule(17, 2, 0, "0"), rule(17, 0, 0, "-0.7"),
+      rule(18, 0, 0), rule(18, 3, 1), rule(19, 0, 1), rule(19, 1, 0), rule(20, 0, 0, "35.5"),
+      rule(20, 2, 0, "40"), rule(16, 0, 0, "2"), rule(21, 0, 0), rule(21, 0, 1), rule(22, 0, 0),
+      rule(22, 0, 1), rule(24, 0, 0, "jpg,png"), rule(24, 0, 1), rule(24, 0, 2), rule(25, 0, 0),
+      rule(25, 0, 1), rule(25, 0, 2), rule(25, 0, 3), rule(25, 0, 4), rule(26, 0, 0), rule(26, 0, 1),
+      rule(27, 0, 0), rule(27, 0, 1), rule(28, 0, 0), rule(28, 0, 1), rule(28, 0, 2),
+      rule(30, 0, 0, "25"), rule(30, 1, 0, "26"), rule(31, 3, 0, "10", "60"),
+      rule(32, 0, 0, "mpeg-4"), rule(32, 1, 0, "x"), rule(38, 0, 0, "1920x1080"),
+      rule(36, 0, 0, "photos_2014"), rule(36, 1, 0, "trips"), rule(36, 2, 0, "rome"),
+      rule(36, 3, 0, "2014"), rule(36, 4, 0, "photos"), rule(36, 0, 0, "a/b_c"),
+      place(0, -5.5, 40), place(1, 10, 60, 10), place(1, 10, 60, 20, 1.0), rule(99, 0)};
+  // clang-format on
   for (std::size_t i = 0; i < rules.size(); ++i) {
     EXPECT_EQ(found({rules[i]}, true), combined({rules[i]}, true)) << "rule " << i;
   }
-
   // Lists long enough for parameter names of two rules to meet: rule 0's ":md_value2" and
-  // rule 20's ":md_value", the first "not rated" of rule 1 and rule 10's description.
-  std::vector<search_rule> long_list(22, tag_c);
-  long_list[0] = rule(10, 3, 0, "1000", "3001");
-  long_list[1] = rule(4, 0, 0);
-  long_list[10] = rule(11, 2, 0, "3500");
-  long_list[20] = rule(11, 1, 0, "3000");
-  long_list[21] = rule(24, 0, 2);
-  EXPECT_EQ(found(long_list, true), combined(long_list, true));
+  // rule 20's ":md_value", the first "not rated" of rule 1 and rule 10's description, the
+  // eleventh extension of rule 1 and the first of rule 11. The others match nothing.
+  const auto padded = [](std::map<std::size_t, search_rule> chosen, std::size_t size) {
+    std::vector<search_rule> list(size, rule(0, 3, 0, "zzz"));
+    for (const auto& [i, r] : chosen) list[i] = r;
+    return list;
+  };
+  for (const auto& list :
+       {padded({{0, rule(10, 3, 0, "1000", "3001")}, {20, rule(11, 2, 0, "1000")}}, 21),
+        padded({{1, rule(4, 0, 0)}, {10, rule(5, 0, 0, "canon")}}, 11),
+        padded({{1, rule(24, 0, 0, "a,b,c,d,e,f,g,h,i,j,mp3")}, {11, rule(24, 0, 0, "pdf")}},
+               12)}) {
+    EXPECT_EQ(found(list, false), combined(list, false)) << list.size() << " rules";
+  }
   std::mt19937 random(7);
   for (int i = 0; i < 200; ++i) {
     std::vector<search_rule> list(1 + random() % 24);
@@ -570,46 +429,47 @@ TEST_F(SmartAlbum, StoredTextRoundTripsAndRefusesWhatItCannotRead) {
   using namespace vael_util;
   advanced_metadata_search s;
   s.name = "Trip (2014), 100%";
-  s.match_all_rules = false;
   s.rules = {rule(0, 0, 0, "a(b,c)"), dated(7, 3, at(2014, 1, 31, 23, 59, 59), 2, 1),
-             place(1, -122.419, 37.7749, 5), rule(24, 0, 2, "", "x")};
+             place(1, -122.419416, 37.7749, 5), rule(24, 0, 2, "", "x")};
   s.rules[2].place_name = "San Francisco";
   s.rules[2].place_id = 42;
   s.rules[3].label = "kinds";
   s.rules[3].flag = true;
   s.rules[3].reserved = 7;
-  const search_criteria c(s, 12);
-  const std::string text = write_stored_search(c);
-  const search_criteria back = read_stored_search(text);
-  EXPECT_TRUE(back.equals(c)) << text;
-  EXPECT_EQ(write_stored_search(back), text);
-
-  // The reader keeps no unit and no place id that is not positive.
-  s.rules = {place(1, 1, 2, 3, 1.0)};
-  s.rules[0].place_id = 0;
-  const auto read =
-      read_stored_search(write_stored_search({s, 12})).get<advanced_metadata_search>().rules.at(0);
-  EXPECT_EQ(read.distance_unit, 0.0);
-  EXPECT_EQ(read.place_id, -1);
-  std::string body = search_serialize(advanced_metadata_search());
-  EXPECT_EQ(body, "(0)(1)1(0)");
-  for (const char* flag : {"1", "+1", "0", "+0", "-0"}) {
-    advanced_metadata_search r;
-    search_deserialize("(0)(" + std::to_string(std::strlen(flag)) + ")" + flag + "(0)", 0, r);
-    EXPECT_EQ(r.match_all_rules, flag[std::strlen(flag) - 1] == '1') << flag;
+  for (const bool all : {true, false}) {
+    s.match_all_rules = all;
+    const std::string text = write_stored_search({s, 12});
+    const search_criteria back = read_stored_search(text);
+    EXPECT_TRUE(back.equals({s, 12})) << text;
+    EXPECT_EQ(write_stored_search(back), text);
   }
-  const std::vector<std::pair<std::string, std::string>> refusals = {
-      {"(12)(0)(1)2(0)", "bad cast"},
-      {"(12)(0)(1)1(2147483647)", "The data was not"},
-      {"(12)(0)(1)1(-1)", "The number was not"},
-      {"(12)(0)(1)1(1)(0)(1)(0)(0)(3)abc", "bad cast"},
-  };
-  for (const auto& [stored, message] : refusals) {
+  // A text in the stored field order; the reader keeps no unit and no place id that is not
+  // positive, and takes the signed forms of a flag.
+  const auto stored =
+      read_stored_search(
+          "(12)(4)Trip(2)-0(2)(0)(36)(1)(0)(15)not-a-date-time(5)trips(0)(0)(0)(0)(0)"
+          "(0)(0)(0)(-181)(-91)(0)(0)(2)+1(0)(37)(1)(0)(15)20140131T235959(0)(0)(0)"
+          "(0)(2)(1)(5)(1.61)(2)SF(-122.419)(37.7749)(42)(5)label(1)1")
+          .get<advanced_metadata_search>();
+  ASSERT_EQ(stored.rules.size(), 2u);
+  const search_rule &folder = stored.rules[0], &near = stored.rules[1];
+  EXPECT_TRUE(stored.name == "Trip" && !stored.match_all_rules && folder.text == "trips" &&
+              folder.place_id == -1 && folder.flag);
+  EXPECT_TRUE(near.date == at(2014, 1, 31, 23, 59, 59) && near.count == 2 && near.unit == 1 &&
+              near.distance == 5 && near.distance_unit == 0.0 && near.place_name == "SF" &&
+              near.latitude == 37.7749 && near.place_id == 42 && near.label == "label");
+  EXPECT_EQ(search_serialize(advanced_metadata_search()), "(0)(1)1(0)");
+  // A count of rules is believed only as far as rules follow.
+  for (const auto& [bad, message] : std::vector<std::pair<std::string, std::string>>{
+           {"(12)(0)(1)2(0)", "bad cast"},
+           {"(12)(0)(1)1(2147483647)", "The data was not"},
+           {"(12)(0)(1)1(-1)", "The number was not"},
+           {"(12)(0)(1)1(1)(0)(1)(0)(0)(3)abc", "bad cast"}}) {
     EXPECT_EQ(vael_test::message_of<std::runtime_error>([&] {
-                read_stored_search(stored);
+                read_stored_search(bad);
               }).rfind(message, 0),
               0u)
-        << stored;
+        << bad;
   }
 }
 
