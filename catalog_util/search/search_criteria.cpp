@@ -8,6 +8,7 @@
 #include "catalog_util/search/criteria_serialization.h"
 #include "catalog_util/search/search_implementer.h"
 #include "catalog_util/search/simple_searches.h"
+#include "catalog_util/search/text_searches.h"
 
 namespace vael_util {
 namespace {
@@ -50,6 +51,8 @@ void register_search_implementers(int version) {
   add_simple<unanalyzed_asset_search>(unanalyzed_asset_search_type);
   add_simple<foldername_search>(foldername_search_type);
   add_simple<missing_file_search>(missing_file_search_type);
+  add_simple<simple_metadata_string_search>(simple_metadata_string_search_type);
+  add_simple<smart_text_search>(smart_text_search_type);
   search_version = version;
 }
 
