@@ -21,8 +21,25 @@ namespace pt = boost::posix_time;
 using namespace vael_util;
 using ids = std::vector<int>;
 
-pt::ptime day(unsigned short y, unsigned short m, unsigned short d) {
-  return pt::ptime(boost::gregorian::date(y, m, d));
+pt::ptime d(unsigned short y, unsigned short m, unsigned short dd) {
+  return pt::ptime(boost::gregorian::date(y, m, dd));
+}
+
+constexpr std::int32_t AND = operator_criteria::and_op, OR = operator_criteria::or_op,
+                       NOT = operator_criteria::not_op;
+void append(smart_text_search& s, std::int32_t op) {
+  s.add_operator(op);
+}
+template <typename Term>
+void append(smart_text_search& s, const Term& term) {
+  s.add(term);
+}
+// A search of the terms and operators in order.
+template <typename... Parts>
+smart_text_search text(const Parts&... parts) {
+  smart_text_search s;
+  (append(s, parts), ...);
+  return s;
 }
 
 std::string lower(std::string s) {
@@ -53,27 +70,15 @@ class TextSearch : public vael_test::tag_catalog {
   TextSearch() {
     tags_ = {{"Beach", type_name::user_misc, ""}, {"Sand_Bar", type_name::user_misc, "Beach"},
              {"100%", type_name::user_misc, ""},  {"1000", type_name::user_misc, ""},
-             {"Ann", type_name::user_person, ""}, {"Annette", type_name::user_person, ""},
+             {"Ann", type_name::user_person, ""}, {"Anne", type_name::user_person, ""},
              {"Rome", type_name::user_place, ""}, {"Wedding", type_name::user_event, ""},
              {"Trip", type_name::collection, ""}, {"Bravo", type_name::user_misc, ""}};
     rows_ = {
-        {"/p/Beach_Day.jpg",
-         {"Sand_Bar"},
-         {{0, "Sunset over sea"}},
-         day(2014, 1, 5),
-         day(2014, 1, 5)},
-        {"/p/beachXday.JPG", {"Beach", "Ann"}, {{1, "Canon"}}, day(2014, 2, 1), day(2014, 2, 1)},
-        {"/p/100%.png",
-         {"100%", "Rome"},
-         {{5, "/home/a/my_trips"}},
-         day(2014, 1, 31),
-         day(2014, 2, 1)},
+        {"/p/Beach_Day.jpg", {"Sand_Bar"}, {{0, "Sun over sea"}}, d(2014, 1, 5), d(2014, 1, 5)},
+        {"/p/beachXday.JPG", {"Beach", "Ann"}, {{1, "Canon"}}, d(2014, 2, 1), d(2014, 2, 1)},
+        {"/p/100%.png", {"100%", "Rome"}, {{5, "/home/a/my_trips"}}, d(2014, 1, 31), d(2014, 2, 1)},
         {"/q/1000.png", {"1000", "Wedding", "Trip"}, {{0, "a_b"}, {4, "Family"}}},
-        {"/q/-dash.mov",
-         {"Annette", "Alpha"},
-         {{3, "Bob"}, {2, "X100"}},
-         day(2015, 1, 1),
-         day(2015, 1, 1)},
+        {"/q/-x.mov", {"Anne", "Alpha"}, {{3, "Bob"}, {2, "X100"}}, d(2015, 1, 1), d(2015, 1, 1)},
         {"/q/plain.mp3", {"Bravo"}, {{0, "axb"}, {5, "/home/a/myxtrips"}}},
     };
     write([&] {
@@ -126,6 +131,18 @@ class TextSearch : public vael_test::tag_catalog {
     });
   }
 
+  // The search finds the rows `m` picks, and its text reads back to an equal search that
+  // writes the same text and compiles to the same statement.
+  void expect_found_and_read_back(const char* name, const search_criteria& c, const match& m) {
+    EXPECT_EQ(find_media(h(), c), where(m)) << name;
+    const std::string text = write_stored_search(c);
+    const search_criteria back = read_stored_search(text);
+    EXPECT_TRUE(back.equals(c)) << name << " " << text;
+    EXPECT_EQ(write_stored_search(back), text) << name;
+    EXPECT_EQ(back.build_query(h(), every_media_table).sql(),
+              c.build_query(h(), every_media_table).sql())
+        << name;
+  }
   ids where(const match& m) const {
     ids out;
     for (const row& r : rows_) {
@@ -178,100 +195,68 @@ match no(match a) {
 }
 
 TEST_F(TextSearch, TermsAndOperatorsFindWhatTheRowsSayAndReadBackAsWritten) {
-  const std::set<std::string> tag_types = {type_name::user_misc, type_name::collection};
   const std::set<std::string> user_types = {type_name::user_misc, type_name::collection,
                                             type_name::user_person, type_name::user_place,
                                             type_name::user_event};
-  const auto tag = [&](const char* n) { return tagged(n, tag_types); };
+  const auto tag = [&](const char* n) {
+    return tagged(n, {type_name::user_misc, type_name::collection});
+  };
   const auto person = [&](const char* n) { return tagged(n, {type_name::user_person}); };
+  const auto event = [&](const char* n) { return tagged(n, {type_name::user_event}); };
   const match none = [](const row&) { return false; };
-  const auto op = [](std::int32_t o) { return smart_text_search().add_operator(o); };
-  const std::int32_t AND = operator_criteria::and_op, OR = operator_criteria::or_op,
-                     NOT = operator_criteria::not_op;
-  all_criteria any_of_three;
-  any_of_three.tag_text = "wedding";
-  any_of_three.file_text = "PLAIN";
-  any_of_three.metadata_text = "bob";
-  all_criteria in_january;
-  in_january.begin = day(2014, 1, 1);
-  in_january.end = day(2014, 2, 1);
-  in_january.has_date = true;
-  all_criteria nothing_tagged = any_of_three;
-  nothing_tagged.tag_text = "no such tag";
-  smart_text_search many;
-  many.add(tag_criteria{"alpha"});
-  for (int i = 0; i < 4; ++i) many.add_operator(OR).add(file_criteria{"zzz"});
-  many.add_operator(OR).add(tag_criteria{"bravo"});
+  all_criteria three, dates, untagged;
+  three.tag_text = "wedding";
+  three.file_text = "PLAIN";
+  three.metadata_text = "bob";
+  untagged = three;
+  untagged.tag_text = "no such tag";
+  dates.begin = d(2014, 1, 1);
+  dates.end = d(2014, 2, 1);
+  dates.has_date = true;
+  const tag_criteria beach{"beach"};
+  const people_criteria ann{"ann"}, nobody{"nobody"};
+  const file_criteria zzz{"zzz"};
 
   const std::vector<std::tuple<const char*, smart_text_search, match>> cases = {
-      {"tag with its descendants", smart_text_search().add(tag_criteria{"beach"}), tag("beach")},
-      {"tag of another kind", smart_text_search().add(tag_criteria{"rome"}), none},
-      {"album", smart_text_search().add(tag_criteria{"TRIP"}), tag("trip")},
-      {"wildcard inside a name", smart_text_search().add(tag_criteria{"100%"}), tag("100%")},
-      {"underscore alone", smart_text_search().add(tag_criteria{"_"}), tag("_")},
-      {"people", smart_text_search().add(people_criteria{"ann"}), person("ann")},
-      {"person who is not there", smart_text_search().add(people_criteria{"nobody"}), none},
-      {"not a person who is not there",
-       smart_text_search().add_operator(NOT).add(people_criteria{"nobody"}), no(none)},
-      {"place", smart_text_search().add(places_criteria{"ROME"}),
-       tagged("rome", {type_name::user_place})},
-      {"event", smart_text_search().add(events_criteria{"wed"}),
-       tagged("wed", {type_name::user_event})},
-      {"file", smart_text_search().add(file_criteria{"BEACH"}), file("beach")},
-      {"file dash", smart_text_search().add(file_criteria{"-"}), file("-")},
-      {"file percent inside", smart_text_search().add(file_criteria{"100%"}), file("100%")},
-      {"caption", smart_text_search().add(metadata_criteria{"a_b", 0}), meta(0, "a_b")},
-      {"make", smart_text_search().add(metadata_criteria{"canon", 1}), meta(1, "canon")},
-      {"model", smart_text_search().add(metadata_criteria{"x100", 2}), meta(2, "x100")},
-      {"author", smart_text_search().add(metadata_criteria{"BOB", 3}), meta(3, "bob")},
-      {"notes", smart_text_search().add(metadata_criteria{"famil", 4}), meta(4, "famil")},
-      {"folder with a separator", smart_text_search().add(metadata_criteria{"a/my_trips", 5}),
-       meta(5, "a/my_trips")},
-      {"dates", smart_text_search().add(date_criteria{day(2014, 1, 1), day(2014, 2, 1)}),
-       dated(day(2014, 1, 1), day(2014, 2, 1))},
-      {"all with a date", smart_text_search().add(in_january),
-       dated(day(2014, 1, 1), day(2014, 2, 1))},
-      {"all of tag, file and metadata", smart_text_search().add(any_of_three),
+      {"tag with its descendants", text(beach), tag("beach")},
+      {"tag of another kind", text(tag_criteria{"rome"}), none},
+      {"album", text(tag_criteria{"TRIP"}), tag("trip")},
+      {"wildcard inside a name", text(tag_criteria{"100%"}), tag("100%")},
+      {"underscore alone", text(tag_criteria{"_"}), tag("_")},
+      {"people", text(ann), person("ann")},
+      {"person who is not there", text(nobody), none},
+      {"not a person who is not there", text(NOT, nobody), no(none)},
+      {"place", text(places_criteria{"ROME"}), tagged("rome", {type_name::user_place})},
+      {"event", text(events_criteria{"wed"}), event("wed")},
+      {"file", text(file_criteria{"BEACH"}), file("beach")},
+      {"file dash", text(file_criteria{"-"}), file("-")},
+      {"file percent inside", text(file_criteria{"100%"}), file("100%")},
+      {"caption", text(metadata_criteria{"a_b", 0}), meta(0, "a_b")},
+      {"make", text(metadata_criteria{"canon", 1}), meta(1, "canon")},
+      {"model", text(metadata_criteria{"x100", 2}), meta(2, "x100")},
+      {"author", text(metadata_criteria{"BOB", 3}), meta(3, "bob")},
+      {"notes", text(metadata_criteria{"famil", 4}), meta(4, "famil")},
+      {"folder with a separator", text(metadata_criteria{"a/my_trips", 5}), meta(5, "a/my_trips")},
+      {"dates", text(date_criteria{dates.begin, dates.end}), dated(dates.begin, dates.end)},
+      {"all with a date", text(dates), dated(dates.begin, dates.end)},
+      {"all of tag, file and metadata", text(three),
        either(tagged("wedding", user_types), either(file("plain"), meta(-1, "bob")))},
-      {"all without a tag", smart_text_search().add(nothing_tagged),
-       either(file("plain"), meta(-1, "bob"))},
-      {"or",
-       smart_text_search().add(tag_criteria{"beach"}).add_operator(OR).add(people_criteria{"ann"}),
-       either(tag("beach"), person("ann"))},
-      {"and not",
-       smart_text_search()
-           .add(tag_criteria{"beach"})
-           .add_operator(AND)
-           .add_operator(NOT)
-           .add(people_criteria{"ann"}),
-       both(tag("beach"), no(person("ann")))},
-      {"not first", smart_text_search().add_operator(NOT).add(tag_criteria{"beach"}),
-       no(tag("beach"))},
-      {"left to right",
-       smart_text_search()
-           .add(tag_criteria{"beach"})
-           .add_operator(OR)
-           .add(events_criteria{"wedding"})
-           .add_operator(AND)
-           .add(tag_criteria{"trip"}),
-       both(either(tag("beach"), tagged("wedding", {type_name::user_event})), tag("trip"))},
-      {"trailing operator", smart_text_search().add(tag_criteria{"beach"}).add_operator(AND),
-       tag("beach")},
-      {"only operators", op(NOT).add_operator(OR), none},
-      {"no entry", smart_text_search(), none},
-      {"names of many terms", many, either(tag("alpha"), tag("bravo"))},
+      {"all without a tag", text(untagged), either(file("plain"), meta(-1, "bob"))},
+      {"or", text(beach, OR, ann), either(tag("beach"), person("ann"))},
+      {"and not", text(beach, AND, NOT, ann), both(tag("beach"), no(person("ann")))},
+      {"not first", text(NOT, beach), no(tag("beach"))},
+      {"left to right", text(beach, OR, events_criteria{"wedding"}, AND, tag_criteria{"trip"}),
+       both(either(tag("beach"), event("wedding")), tag("trip"))},
+      {"trailing operator", text(beach, AND), tag("beach")},
+      {"only operators", text(NOT, OR), none},
+      {"no entry", text(), none},
+      {"names of many terms",
+       text(tag_criteria{"alpha"}, OR, zzz, OR, zzz, OR, zzz, OR, zzz, OR, tag_criteria{"bravo"}),
+       either(tag("alpha"), tag("bravo"))},
   };
   for (auto [name, search, m] : cases) {
     search.query_text = name;
-    const search_criteria c(search, smart_text_search_type);
-    EXPECT_EQ(find_media(h(), c), where(m)) << name;
-    const std::string text = write_stored_search(c);
-    const search_criteria back = read_stored_search(text);
-    EXPECT_TRUE(back.equals(c)) << name << " " << text;
-    EXPECT_EQ(write_stored_search(back), text) << name;
-    EXPECT_EQ(back.build_query(h(), every_media_table).sql(),
-              c.build_query(h(), every_media_table).sql())
-        << name;
+    expect_found_and_read_back(name, search_criteria(search, smart_text_search_type), m);
   }
 }
 
@@ -281,50 +266,34 @@ TEST_F(TextSearch, SimpleMetadataStringSearchMatchesByKind) {
   };
   const ids caption_make = {id(metadata_identifier::image_description),
                             id(metadata_identifier::make)};
-  const auto in_caption_or_make = [](std::function<bool(const std::string&)> test) {
+  const auto value = [](std::function<bool(const std::string&)> test) {
     return [test](const row& r) {
       return std::any_of(r.metadata.begin(), r.metadata.end(),
                          [&](const auto& m) { return m.first <= 1 && test(lower(m.second)); });
     };
   };
   const std::vector<std::tuple<const char*, simple_metadata_string_search, match>> cases = {
-      {"exact", {caption_make, "CANON", 0}, in_caption_or_make([](auto v) {
-         return v == "canon";
-       })},
-      {"exact underscore", {caption_make, "a_b", 0}, in_caption_or_make([](auto v) {
-         return v == "a_b";
-       })},
-      {"begins", {caption_make, "sun", 1}, in_caption_or_make([](auto v) {
-         return v.rfind("sun", 0) == 0;
-       })},
-      {"word begins", {caption_make, "over", 2}, in_caption_or_make([](auto v) {
+      {"exact", {caption_make, "CANON", 0}, value([](auto v) { return v == "canon"; })},
+      {"exact underscore", {caption_make, "a_b", 0}, value([](auto v) { return v == "a_b"; })},
+      {"begins", {caption_make, "sun", 1}, value([](auto v) { return v.rfind("sun", 0) == 0; })},
+      {"word begins", {caption_make, "over", 2}, value([](auto v) {
          return v.rfind("over", 0) == 0 || has(v, " over");
        })},
-      {"contains", {caption_make, "x", 7}, in_caption_or_make([](auto v) { return has(v, "x"); })},
+      {"contains", {caption_make, "x", 7}, value([](auto v) { return has(v, "x"); })},
       {"no description", {{}, "a", 3}, [](const row&) { return false; }},
   };
   for (const auto& [name, search, m] : cases) {
-    const search_criteria c(search, simple_metadata_string_search_type);
-    EXPECT_EQ(find_media(h(), c), where(m)) << name;
-    const std::string text = write_stored_search(c);
-    const search_criteria back = read_stored_search(text);
-    EXPECT_TRUE(back.equals(c)) << name << " " << text;
-    EXPECT_EQ(write_stored_search(back), text) << name;
-    EXPECT_EQ(back.build_query(h(), every_media_table).sql(),
-              c.build_query(h(), every_media_table).sql())
-        << name;
+    expect_found_and_read_back(name, search_criteria(search, simple_metadata_string_search_type),
+                               m);
   }
 }
 
 TEST_F(TextSearch, StoredFormsRestoreTheDateFlagAndRefuseWhatTheyCannotHold) {
-  EXPECT_EQ(
-      write_stored_search(search_criteria(smart_text_search()
-                                              .add(all_criteria())
-                                              .add_operator(1)
-                                              .add(date_criteria{day(2014, 1, 1), day(2014, 1, 2)}),
-                                          14)),
-      "(14)(3)(0)(7)(0)(0)(0)(0)(14000101T000000,99991231T235959.999999)(1)(1)(0)(6)"
-      "(20140101T000000,20140102T000000)(0)");
+  const smart_text_search two =
+      text(all_criteria(), OR, date_criteria{d(2014, 1, 1), d(2014, 1, 2)});
+  EXPECT_EQ(write_stored_search(search_criteria(two, 14)),
+            "(14)(3)(0)(7)(0)(0)(0)(0)(14000101T000000,99991231T235959.999999)(1)(1)(0)(6)"
+            "(20140101T000000,20140102T000000)(0)");
   const auto flag = [](const std::string& range) {
     const search_criteria c = read_stored_search("(14)(1)(0)(7)(0)(0)(0)(0)" + range + "(0)");
     const auto& t = boost::any_cast<const text_search_criteria&>(
@@ -336,14 +305,13 @@ TEST_F(TextSearch, StoredFormsRestoreTheDateFlagAndRefuseWhatTheyCannotHold) {
   EXPECT_TRUE(flag("(not-a-date-time,99991231T235959.999999)"));
   EXPECT_EQ(write_stored_search(read_stored_search("(3)(2)(3)a_b(1,2)")), "(3)(2)(3)a_b(1,2)");
 
-  for (const char* text :
+  for (const char* stored :
        {"(14)(-1)(0)", "(14)(2)(0)(8)(0)", "(14)(1)(2)(0)(0)", "(14)(4000000000)(1)(0)",
         "(14)(9223372036854775807)(1)(0)(0)", "(14)(1)(0)(6)(1)(0)", "(3)(1)(5)abc()"}) {
-    EXPECT_THROW(read_stored_search(text), std::runtime_error) << text;
+    EXPECT_THROW(read_stored_search(stored), std::runtime_error) << stored;
   }
-  EXPECT_THROW(
-      find_media(h(), search_criteria(smart_text_search().add(metadata_criteria{"a", 9}), 14)),
-      std::exception);
+  EXPECT_THROW(find_media(h(), search_criteria(text(metadata_criteria{"a", 9}), 14)),
+               std::exception);
 }
 
 }  // namespace
