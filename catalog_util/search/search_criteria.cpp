@@ -1,6 +1,5 @@
 #include "catalog_util/search/search_criteria.h"
 
-#include <boost/numeric/conversion/cast.hpp>
 #include <map>
 #include <stdexcept>
 
@@ -89,7 +88,8 @@ void search_criteria::serialize(std::string& out) const {
 std::uint64_t search_criteria::deserialize(const std::string& text, std::uint64_t pos) {
   *this = search_criteria();
   std::uint64_t end = pos;
-  const auto type = boost::numeric_cast<std::int32_t>(read_number(text, pos, &end));
+  // A type number that does not fit is "bad cast", a runtime error like every bad text.
+  const std::int32_t type = read_int(text, pos, &end);
   const search_implementer implementer = find_search_implementer(type);
   return implementer.deserialize(text, end, *this);
 }
