@@ -1,6 +1,5 @@
 #include "catalog_util/search/search_criteria.h"
 
-#include <boost/numeric/conversion/cast.hpp>
 #include <map>
 #include <stdexcept>
 
@@ -9,6 +8,7 @@
 #include "catalog_util/search/search_implementer.h"
 #include "catalog_util/search/simple_searches.h"
 #include "catalog_util/search/smart_album_search.h"
+#include "catalog_util/search/text_searches.h"
 
 namespace vael_util {
 namespace {
@@ -52,6 +52,8 @@ void register_search_implementers(int version) {
   add_simple<unanalyzed_asset_search>(unanalyzed_asset_search_type);
   add_simple<foldername_search>(foldername_search_type);
   add_simple<missing_file_search>(missing_file_search_type);
+  add_simple<simple_metadata_string_search>(simple_metadata_string_search_type);
+  add_simple<smart_text_search>(smart_text_search_type);
   search_version = version;
 }
 
@@ -88,7 +90,8 @@ void search_criteria::serialize(std::string& out) const {
 std::uint64_t search_criteria::deserialize(const std::string& text, std::uint64_t pos) {
   *this = search_criteria();
   std::uint64_t end = pos;
-  const auto type = boost::numeric_cast<std::int32_t>(read_number(text, pos, &end));
+  // A type number that does not fit is "bad cast", a runtime error like every bad text.
+  const std::int32_t type = read_int(text, pos, &end);
   const search_implementer implementer = find_search_implementer(type);
   return implementer.deserialize(text, end, *this);
 }

@@ -148,6 +148,8 @@ TEST_F(CliTest, TablesEscapeEveryFieldAndJsonHoldsTheValues) {
       {{"search", catalog, "(2)(" + album + ")()"}, "ids/0", std::stoi(media)},
       {{"search", catalog, "(4)(0)", "--sql"}, "parameters/0/value", "%%"},
       {{"search", "--normalize", "(17)(2)/x(3)"}, "text", "(17)(2)/x(3)"},
+      {{"search", catalog, "(14)(1)(0)(0)(4)rome(0)"}, "ids/0", std::stoi(media)},
+      {{"search", "--normalize", "(3)(2)(3)a_b(1,2)"}, "text", "(3)(2)(3)a_b(1,2)"},
   };
   for (const auto& c : cases) {
     std::vector<std::string> args = c.args;
