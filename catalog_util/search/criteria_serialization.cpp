@@ -205,7 +205,9 @@ pt::ptime instant_of(const std::string& text) {
   if (text == "+infinity") return pt::ptime(pt::pos_infin);
   try {
     const pt::ptime t = pt::from_iso_string(text);
-    if (!t.is_special()) return t;
+    // Hours past 23 carry into the next day, which may lie past the last year a date can
+    // hold: date() refuses that here rather than when the instant is written.
+    if (!t.is_special() && !t.date().is_special()) return t;
   } catch (const std::exception&) {
   }
   throw std::runtime_error("bad cast");

@@ -305,9 +305,10 @@ TEST_F(TextSearch, StoredFormsRestoreTheDateFlagAndRefuseWhatTheyCannotHold) {
   EXPECT_TRUE(flag("(not-a-date-time,99991231T235959.999999)"));
   EXPECT_EQ(write_stored_search(read_stored_search("(3)(2)(3)a_b(1,2)")), "(3)(2)(3)a_b(1,2)");
 
-  for (const char* stored : {"(14)(-1)(0)", "(14)(2)(0)(8)(0)", "(14)(1)(2)(0)(0)",
-                             "(14)(4000000000)(1)(0)", "(14)(9223372036854775807)(1)(0)(0)",
-                             "(14)(1)(0)(6)(1)(0)", "(3)(1)(5)abc()", "(4294967297)"}) {
+  for (const char* stored :
+       {"(14)(-1)(0)", "(14)(2)(0)(8)(0)", "(14)(1)(2)(0)(0)", "(14)(4000000000)(1)(0)",
+        "(14)(9223372036854775807)(1)(0)(0)", "(14)(1)(0)(6)(1)(0)", "(3)(1)(5)abc()",
+        "(4294967297)", "(11)(15)99991231T320000"}) {
     EXPECT_THROW(read_stored_search(stored), std::runtime_error) << stored;
   }
   EXPECT_THROW(find_media(h(), search_criteria(text(metadata_criteria{"a", 9}), 14)),
