@@ -48,9 +48,9 @@ std::vector<int> all_media_ids(const connection_handle& handle) {
   return dbl::query(database_of(handle), "SELECT id FROM media_table ORDER BY id").select_ints();
 }
 
-std::vector<media_listing_t> list_all_media(const connection_handle& handle) {
-  dbl::query q(database_of(handle),
-               "SELECT id, volume_id, mime_type, full_filepath FROM media_table ORDER BY id");
+namespace {
+
+std::vector<media_listing_t> listings_of(dbl::query& q) {
   q.add_column("id", typeid(int))
       .add_column("volume_id", typeid(int))
       .add_column("mime_type", typeid(std::string))
@@ -60,6 +60,23 @@ std::vector<media_listing_t> list_all_media(const connection_handle& handle) {
     all.push_back({row[0].as_int(), row[1].as_int(), row[2].as_string(), row[3].as_string()});
   }
   return all;
+}
+
+}  // namespace
+
+std::vector<media_listing_t> list_all_media(const connection_handle& handle) {
+  dbl::query q(database_of(handle),
+               "SELECT id, volume_id, mime_type, full_filepath FROM media_table ORDER BY id");
+  return listings_of(q);
+}
+
+std::vector<media_listing_t> list_media_of_tag(const connection_handle& handle, int tag_id) {
+  dbl::query q(database_of(handle),
+               "SELECT m.id, m.volume_id, m.mime_type, m.full_filepath FROM tag_to_media_table AS t"
+               " INNER JOIN media_table AS m ON m.id = t.media_id WHERE t.tag_id = :tag_id"
+               " ORDER BY t.media_index");
+  q.bind(":tag_id", dbl::entry_data(tag_id));
+  return listings_of(q);
 }
 
 catalog_counts count_catalog_rows(const connection_handle& handle) {

@@ -36,6 +36,8 @@ struct media_listing_t {
 // Every media by ascending id, read in one pass over media_table without loading whole rows
 // or touching the media cache, so that listing a large catalog costs what its rows do.
 std::vector<media_listing_t> list_all_media(const connection_handle& handle);
+// The media the tag holds, in its order, read the same way in one pass.
+std::vector<media_listing_t> list_media_of_tag(const connection_handle& handle, int tag_id);
 
 struct catalog_counts {
   int media = 0;

@@ -380,15 +380,26 @@ std::map<std::string, int> metadata_view_t::get_value_to_tag_map(
 
 std::map<int, dbl::entry_data> metadata_view_t::get_first_value_of_each_tag(
     const metadata_description_t& description) const {
+  return get_first_value_of_each(description, tbl::tag_to_metadata_table, col::tag_id);
+}
+
+std::map<int, dbl::entry_data> metadata_view_t::get_first_value_of_each_media(
+    const metadata_description_t& description) const {
+  return get_first_value_of_each(description, tbl::media_to_metadata_table, col::media_id);
+}
+
+std::map<int, dbl::entry_data> metadata_view_t::get_first_value_of_each(
+    const metadata_description_t& description, const char* association_table,
+    const char* key_column) const {
   const std::string t = table_of(description);
-  // Value rows in id order, as a tag's own lookup meets them through its link index.
+  const std::string a = association_table;
+  // Value rows in id order, as an owner's own lookup meets them through its link index.
   dbl::query q(get_connection(handle_).database(),
-               "SELECT tag_to_metadata_table.tag_id, " + t + ".value FROM " + t +
-                   " INNER JOIN tag_to_metadata_table ON " + t +
-                   ".id = tag_to_metadata_table.metadata_id WHERE " + t +
+               "SELECT " + a + "." + key_column + ", " + t + ".value FROM " + t + " INNER JOIN " +
+                   a + " ON " + t + ".id = " + a + ".metadata_id WHERE " + t +
                    ".description_id = :md_desc_id ORDER BY " + t + ".id");
   q.bind(":md_desc_id", description.get_id());
-  q.add_column(col::tag_id, typeid(int));
+  q.add_column(key_column, typeid(int));
   q.add_column(col::value, value_kind_of(description.get_data_type()));
   std::map<int, dbl::entry_data> out;
   for (const dbl::entry_data_vector& row : q) out.emplace(row[0].as_int(), row[1]);

@@ -76,6 +76,9 @@ class metadata_view_t {
   // over every tag holding one: for walks of many tags, in one statement.
   std::map<int, dbl::entry_data> get_first_value_of_each_tag(
       const metadata_description_t& description) const;
+  // The same over media.
+  std::map<int, dbl::entry_data> get_first_value_of_each_media(
+      const metadata_description_t& description) const;
 
   // Overwrites the stored value and item.value, and marks the item's owners changed. Throws
   // std::logic_error when the row is gone.
@@ -97,6 +100,9 @@ class metadata_view_t {
   void help_create_metadata_item(metadata_item_t& item);
   bool have_items(const metadata_description_t& description, const char* association_table,
                   const char* key_column, int owner_id) const;
+  std::map<int, dbl::entry_data> get_first_value_of_each(const metadata_description_t& description,
+                                                         const char* association_table,
+                                                         const char* key_column) const;
   std::vector<metadata_item_t> get_items(const metadata_description_t& description,
                                          const char* association_table, const char* key_column,
                                          int owner_id) const;

@@ -79,13 +79,16 @@ VTL::error_code ReadOrCreateSyncPref(std::string& out, const std::string& /*igno
   return VTL::success;
 }
 
+std::string UserPrefFilePath(const std::string& folder, const std::string& stem) {
+  return folder + "/" + kSyncDbFolder + "/" + stem + kPrefExtension;
+}
+
 VTL::error_code WritePrefFile(const std::string& text, const std::string& folder,
                               const std::string& stem) {
-  const std::string syncdb = folder + "/" + kSyncDbFolder + "/";
   // An existing folder is the usual case; a real failure shows when the file is created.
-  vantor_env::CreateFolder(syncdb);
+  vantor_env::CreateFolder(folder + "/" + kSyncDbFolder + "/");
   // The text has always been written through "%s": it ends at its first zero byte.
-  if (!ReplaceFile(syncdb + stem + kPrefExtension, std::string(text.c_str()))) {
+  if (!ReplaceFile(UserPrefFilePath(folder, stem), std::string(text.c_str()))) {
     return VTL::unknown_error;
   }
   VTL::UpdateOmbSyncCreationSetting();

@@ -20,6 +20,9 @@ std::string SyncDefaultsXml();
 VTL::error_code ReadOrCreateSyncPref(std::string& out, const std::string& ignored,
                                      const std::string& folder);
 
+// <folder>/syncdb/<stem>.pref: the preference file of the user whose id is `stem`.
+std::string UserPrefFilePath(const std::string& folder, const std::string& stem);
+
 // Replaces <folder>/syncdb/<stem>.pref with `text` up to its first zero byte, creating the
 // "syncdb" folder (one level: `folder` must exist), then runs UpdateOmbSyncCreationSetting.
 // Returns unknown_error when the file cannot be created, else success; a write that fails

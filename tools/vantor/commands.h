@@ -18,5 +18,6 @@ void add_conflicts_command(CLI::App& app);
 void add_screen_command(CLI::App& app);
 void add_save_command(CLI::App& app);
 void add_search_command(CLI::App& app);
+void add_preview_command(CLI::App& app);
 
 }  // namespace vantor_cli

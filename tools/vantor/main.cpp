@@ -87,6 +87,7 @@ int main(int argc, char** argv) {
   vantor_cli::add_screen_command(app);
   vantor_cli::add_save_command(app);
   vantor_cli::add_search_command(app);
+  vantor_cli::add_preview_command(app);
 
   if (argc < 2) {
     std::cerr << app.help();
