@@ -1,12 +1,12 @@
 #include "preferences/sync_preview.h"
 
+#include <sys/stat.h>
+
 #include <QFile>
 #include <algorithm>
 #include <boost/lexical_cast.hpp>
-#include <filesystem>
 #include <map>
 #include <stdexcept>
-#include <system_error>
 #include <unordered_map>
 
 #include "catalog/catalog_database.h"
@@ -47,22 +47,25 @@ class media_judge {
   media_judge(const vael::connection_handle& handle, const SyncPrefs& prefs, sync_preview_t& out)
       : handle_(handle), volumes_(vael::get_volume_manager(handle)), prefs_(prefs), out_(out) {}
 
-  const preview_media_t& judge(const vael::media_listing_t& m) {
+  // Takes the listing's texts over.
+  const preview_media_t& judge(vael::media_listing_t& m) {
     const auto [at, is_new] = seen_.try_emplace(m.id);
     preview_media_t& p = at->second;
     if (!is_new) return p;
     p.media_id = m.id;
-    p.mime_type = m.mime_type;
+    p.mime_type = std::move(m.mime_type);
     const std::optional<std::string>& volume = volume_path(m.volume_id);
     // Joined as a media joins its own path: a volume at "/" adds nothing.
-    p.path = volume && !volume->empty() && *volume != "/" ? *volume + m.filepath : m.filepath;
-    std::error_code error;
-    const std::uintmax_t size = volume ? std::filesystem::file_size(p.path, error) : 0;
-    if (!volume || error) {
+    p.path =
+        volume && !volume->empty() && *volume != "/" ? *volume + m.filepath : std::move(m.filepath);
+    // stat() itself, not std::filesystem: at a hundred thousand files the parse of each path
+    // into a std::filesystem::path shows.
+    struct stat info {};
+    if (!volume || ::stat(p.path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
       p.refused = volume ? refusal_reason::missing_file : refusal_reason::volume_offline;
       p.bytes = recorded_size(m.id);
     } else {
-      p.bytes = static_cast<std::int64_t>(size);
+      p.bytes = static_cast<std::int64_t>(info.st_size);
       p.refused = eligibility(p);
     }
     if (p.refused) {
@@ -123,9 +126,9 @@ class media_judge {
   std::optional<std::map<int, dbl::entry_data>> recorded_;
 };
 
-void add_album(album_preview_t album, const std::vector<vael::media_listing_t>& media,
-               media_judge& judge, std::size_t largest, sync_preview_t& out) {
-  for (const vael::media_listing_t& m : media) {
+void add_album(album_preview_t album, std::vector<vael::media_listing_t> media, media_judge& judge,
+               std::size_t largest, sync_preview_t& out) {
+  for (vael::media_listing_t& m : media) {
     const preview_media_t& p = judge.judge(m);
     if (!p.refused) {
       album.going.add(p.bytes);
@@ -225,7 +228,7 @@ sync_preview_t PreviewSync(const vael::connection_handle& handle, const SyncPref
     loose.erase(std::remove_if(loose.begin(), loose.end(),
                                [&](const vael::media_listing_t& m) { return judge.seen(m.id); }),
                 loose.end());
-    add_album(album_preview_t{}, loose, judge, largest, out);
+    add_album(album_preview_t{}, std::move(loose), judge, largest, out);
   }
   read.end();
   return out;

@@ -95,8 +95,9 @@ sync_preview_t PreviewSync(const vael::connection_handle& handle, const SyncPref
 
 // The preview of the catalog in `folder`, for the signed-in user: the preferences of
 // <folder>/syncdb/<user id>.pref (the default text when the user has none yet) and the storage
-// figures of the membership client. Writes nothing. Throws std::runtime_error naming what is
-// missing: a signed-in user, the membership client, the catalog.
+// figures of the membership client. Writes no preference or sync state (opening the catalog may
+// upgrade an old one). Throws std::runtime_error naming what is missing: a signed-in user, the
+// membership client, the catalog.
 sync_preview_t PreviewSyncOfCatalog(const std::string& folder, std::size_t largest = 5);
 
 }  // namespace vantor_prefs

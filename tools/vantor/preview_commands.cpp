@@ -127,7 +127,7 @@ void add_preview_command(CLI::App& app) {
       "files and bytes that go online, the files refused by reason (volume_offline,\n"
       "missing_file, unknown_type, kind_off, too_large) and the largest of them, then the\n"
       "total against the quota left. Reads the signed-in user's preferences in\n"
-      "CATALOG_FOLDER/syncdb and the membership client's storage figures; writes nothing.\n"
+      "CATALOG_FOLDER/syncdb and the membership client's storage figures; saves nothing.\n"
       "Sizes are those of the files on disk; a file that cannot be reached has the size\n"
       "recorded when it was imported.",
       [args] {
