@@ -125,18 +125,17 @@ class SimpleSearch : public vael_test::tag_catalog {
     }
     return out;
   }
-  ids all() const {
-    return where([](const row&) { return true; });
-  }
   bool carries(const row& r, const std::string& tag) const {
     // Holiday's subtree is the one with a child.
     return r.tags.count(tag) > 0 || (tag == "Holiday" && r.tags.count("Rome") > 0);
   }
   int tag(const std::string& name) const { return tags_.at(name); }
-  std::string lower_name(const row& r) const {
-    std::string name = r.path.substr(r.path.rfind('/') + 1);
-    std::transform(name.begin(), name.end(), name.begin(), ::tolower);
-    return name;
+  // The lower-cased name (`folder` false) or folder with its final "/".
+  static std::string lower(const row& r, bool folder) {
+    const std::size_t slash = r.path.rfind('/') + 1;
+    std::string part = folder ? r.path.substr(0, slash) : r.path.substr(slash);
+    std::transform(part.begin(), part.end(), part.begin(), ::tolower);
+    return part;
   }
 
   std::vector<row> rows_;
@@ -150,14 +149,10 @@ TEST_F(SimpleSearch, EveryTypeFindsWhatTheRowsSayAndReadsBackAsWritten) {
     return [this, n](const row& r) { return carries(r, n); };
   };
   const auto name_has = [&](std::string part) {
-    return [this, part](const row& r) { return lower_name(r).find(part) != std::string::npos; };
+    return [part](const row& r) { return lower(r, false).find(part) != std::string::npos; };
   };
   const auto in_folder = [&](std::string folder) {
-    return [folder](const row& r) {
-      std::string lower = r.path.substr(0, r.path.rfind('/') + 1);
-      std::transform(lower.begin(), lower.end(), lower.begin(), ::tolower);
-      return r.on_disk && lower == folder;
-    };
+    return [folder](const row& r) { return r.on_disk && lower(r, true) == folder; };
   };
   const auto on_day = [](pt::ptime day) {
     return [day](const row& r) {
