@@ -112,7 +112,6 @@ TEST(SettingsFiles, OneIniFilePerKeyAndHiveReadAsTextFailuresReportedUuidsKept) 
   EXPECT_NE(vantor_env::NewUuid(), vantor_env::NewUuid());
   vantor_env::uuid_bytes bytes{};
   ASSERT_TRUE(vantor_env::UuidFromText("{01234567-89AB-CDEF-0123-456789ABCDEF}", bytes));
-  EXPECT_EQ(bytes[0], 0x01);
   EXPECT_EQ(vantor_env::UuidToText(bytes), "01234567-89ab-cdef-0123-456789abcdef");
   EXPECT_FALSE(vantor_env::UuidFromText("not-a-uuid", bytes));
   EXPECT_EQ(bytes[0], 0x01);

@@ -90,12 +90,6 @@ struct tally {
   }
 };
 
-void expect_counts(const vantor_prefs::preview_count_t& got,
-                   const vantor_prefs::preview_count_t& want, const std::string& what) {
-  EXPECT_EQ(got.files, want.files) << what;
-  EXPECT_EQ(got.bytes, want.bytes) << what;
-}
-
 class SyncPreviewTest : public ::testing::Test {
  protected:
   SyncPreviewTest() {
@@ -180,11 +174,8 @@ TEST_F(SyncPreviewTest, CountsWhatGoesAndWhyTheRestStays) {
         if (expected_reason(*i)) refused.push_back(i);
         if (counted.insert(i->name).second) total.add(*i);
       }
-      expect_counts(album.going, want.going, "going");
-      for (std::size_t r = 0; r < vantor_prefs::kRefusalReasons; ++r) {
-        expect_counts(album.refused[r], want.refused[r],
-                      refusal_reason_name(static_cast<refusal_reason>(r)));
-      }
+      EXPECT_TRUE(album.going == want.going);
+      EXPECT_TRUE(album.refused == want.refused) << "refused, by reason";
       std::stable_sort(refused.begin(), refused.end(),
                        [](const item* a, const item* b) { return a->size > b->size; });
       ASSERT_EQ(album.largest_refused.size(), std::min<std::size_t>(refused.size(), 2));
@@ -192,10 +183,8 @@ TEST_F(SyncPreviewTest, CountsWhatGoesAndWhyTheRestStays) {
         EXPECT_EQ(album.largest_refused[k].media_id, ids_[refused[k]->name]) << k;
       }
     }
-    expect_counts(got.going, total.going, mode + ": going over distinct media");
-    for (std::size_t r = 0; r < vantor_prefs::kRefusalReasons; ++r) {
-      expect_counts(got.refused[r], total.refused[r], mode + ": refused");
-    }
+    EXPECT_TRUE(got.going == total.going) << mode << ": going over distinct media";
+    EXPECT_TRUE(got.refused == total.refused) << mode << ": refused";
   }
 }
 
