@@ -59,10 +59,10 @@ TEST(SmartAlbumRules, NamesBecomeTheCompilersNumbersAndQuantitiesFillTheTables) 
       {R"({"rules": [{"field": "capture date", "date": "31.01.2014"}]})",
        "rule 1: 'date' must read like"},
   };
-  for (const auto& [json, message] : refusals) {
+  for (const auto& refusal : refusals) {
     const std::string got =
-        vael_test::message_of<std::invalid_argument>([&] { smart_album_from_json(json); });
-    EXPECT_EQ(got.rfind(message, 0), 0u) << json << " gave " << got;
+        vael_test::message_of<std::invalid_argument>([&] { smart_album_from_json(refusal.first); });
+    EXPECT_EQ(got.rfind(refusal.second, 0), 0u) << refusal.first << " gave " << got;
   }
 }
 

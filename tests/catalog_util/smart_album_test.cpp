@@ -459,16 +459,16 @@ TEST_F(SmartAlbum, StoredTextRoundTripsAndRefusesWhatItCannotRead) {
               near.latitude == 37.7749 && near.place_id == 42 && near.label == "label");
   EXPECT_EQ(search_serialize(advanced_metadata_search()), "(0)(1)1(0)");
   // A count of rules is believed only as far as rules follow.
-  for (const auto& [bad, message] : std::vector<std::pair<std::string, std::string>>{
+  for (const auto& refusal : std::vector<std::pair<std::string, std::string>>{
            {"(12)(0)(1)2(0)", "bad cast"},
            {"(12)(0)(1)1(2147483647)", "The data was not"},
            {"(12)(0)(1)1(-1)", "The number was not"},
            {"(12)(0)(1)1(1)(0)(1)(0)(0)(3)abc", "bad cast"}}) {
     EXPECT_EQ(vael_test::message_of<std::runtime_error>([&] {
-                read_stored_search(bad);
-              }).rfind(message, 0),
+                read_stored_search(refusal.first);
+              }).rfind(refusal.second, 0),
               0u)
-        << bad;
+        << refusal.first;
   }
 }
 
