@@ -63,6 +63,13 @@ class raw_connection {
   std::vector<sqlite3_stmt*> statements_;
 };
 
+// "WITH RECURSIVE n(i) ...": a CTE of the integers first..last, to put before a statement that
+// fills rows with raw SQL.
+inline std::string numbers(int first, int last) {
+  return "WITH RECURSIVE n(i) AS (SELECT " + std::to_string(first) +
+         " UNION ALL SELECT i + 1 FROM n WHERE i < " + std::to_string(last) + ") ";
+}
+
 inline void step_done(sqlite3_stmt* s) {
   if (sqlite3_step(s) != SQLITE_DONE) throw std::runtime_error("step failed");
   sqlite3_reset(s);

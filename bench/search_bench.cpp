@@ -74,9 +74,7 @@ const bench_catalog& catalog() {
       t.commit();
     }
     raw_connection c(b->path);
-    const std::string n = "WITH RECURSIVE n(i) AS (SELECT " + std::to_string(kFirst) +
-                          " UNION ALL SELECT i + 1 FROM n WHERE i < " +
-                          std::to_string(kFirst + kMedia - 1) + ") ";
+    const std::string n = vantor_bench::numbers(kFirst, kFirst + kMedia - 1);
     const auto child = [&](int k) { return std::to_string(children[static_cast<size_t>(k)]); };
     c.exec("BEGIN IMMEDIATE TRANSACTION");
     c.exec(n +

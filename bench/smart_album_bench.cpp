@@ -47,10 +47,7 @@ std::unique_ptr<album_catalog> build(int media) {
     b->width = view.get_description(metadata_identifier::image_width).get_id();
   }
   const std::string last = std::to_string(1000 + media);
-  const std::string n =
-      "WITH RECURSIVE n(i) AS (SELECT 1001 UNION ALL SELECT i + 1 FROM n "
-      "WHERE i < " +
-      last + ") ";
+  const std::string n = vantor_bench::numbers(1001, 1000 + media);
   raw_connection c(b->path);
   c.exec("BEGIN IMMEDIATE TRANSACTION");
   c.exec(n +

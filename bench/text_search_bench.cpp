@@ -68,9 +68,7 @@ const text_catalog& catalog() {
       t.commit();
     }
     raw_connection c(b->path);
-    const std::string n = "WITH RECURSIVE n(i) AS (SELECT " + std::to_string(kFirst) +
-                          " UNION ALL SELECT i + 1 FROM n WHERE i < " +
-                          std::to_string(kFirst + kMedia - 1) + ") ";
+    const std::string n = vantor_bench::numbers(kFirst, kFirst + kMedia - 1);
     const auto tagging = [&](const std::string& tag, int every) {
       c.exec(n + "INSERT INTO tag_to_media_table (media_id, tag_id, media_index) SELECT i, " + tag +
              ", 0 FROM n WHERE i % " + std::to_string(every) + " = 0");
