@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <boost/algorithm/string/split.hpp>
 #include <boost/date_time/posix_time/posix_time.hpp>
+#include <climits>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -38,14 +40,30 @@ struct smart_album_args {
   bool stored = false;
 };
 
-std::vector<int> parse_ids(const std::string& text) {
+template <typename T>
+std::vector<T> parse_list(const std::string& text, char separator, const std::string& what) {
+  std::vector<T> out;
+  if (text.empty()) return out;
   std::vector<std::string> parts;
-  boost::algorithm::split(parts, text, [](char c) { return c == ','; });
-  std::vector<int> ids;
+  boost::algorithm::split(parts, text, [separator](char c) { return c == separator; });
   for (const std::string& part : parts) {
-    const long long id = parse_integer(part, "each id of --in");
-    if (id <= 0 || id > 0x7fffffff) throw usage_error("ids of --in are from 1 to 2147483647");
-    ids.push_back(static_cast<int>(id));
+    if constexpr (std::is_same_v<T, std::string>) {
+      out.push_back(part);
+    } else if constexpr (std::is_same_v<T, int>) {
+      const long long n = parse_integer(part, what);
+      if (n < INT_MIN || n > INT_MAX) throw usage_error(what + " must fit in 32 bits");
+      out.push_back(static_cast<int>(n));
+    } else {
+      out.push_back(parse_number(part, what));
+    }
+  }
+  return out;
+}
+
+std::vector<int> parse_ids(const std::string& text) {
+  std::vector<int> ids = parse_list<int>(text, ',', "each id of --in");
+  if (std::any_of(ids.begin(), ids.end(), [](int id) { return id <= 0; })) {
+    throw usage_error("ids of --in are from 1 to 2147483647");
   }
   return ids;
 }
@@ -99,24 +117,6 @@ int print_statement(const vael_util::query_t& query, bool json) {
   std::cout << query.sql() << (query.sql().back() == '\n' ? "" : "\n");
   for (const auto& [name, value] : parameters) print_row({name, value});
   return 0;
-}
-
-template <typename T>
-std::vector<T> parse_list(const std::string& text, char separator, const std::string& what) {
-  std::vector<T> out;
-  if (text.empty()) return out;
-  std::vector<std::string> parts;
-  boost::algorithm::split(parts, text, [separator](char c) { return c == separator; });
-  for (const std::string& part : parts) {
-    if constexpr (std::is_same_v<T, std::string>) {
-      out.push_back(part);
-    } else if constexpr (std::is_same_v<T, int>) {
-      out.push_back(static_cast<int>(parse_integer(part, what)));
-    } else {
-      out.push_back(parse_number(part, what));
-    }
-  }
-  return out;
 }
 
 // Runs `search` over the catalog as the options say, the lookup tables filled from them.
