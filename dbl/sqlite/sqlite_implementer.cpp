@@ -301,6 +301,14 @@ std::unique_ptr<prepared_statement> sqlite_implementer::prepare(const std::strin
 }
 
 sqlite_implementer::lease sqlite_implementer::acquire(const sql_request& request) {
+  // After an error such as a failed allocation SQLite may have rolled the transaction back on
+  // its own, even when the caller passed over the error; what followed would then be saved
+  // statement by statement.
+  if (in_transaction() && sqlite3_get_autocommit(db_) != 0) {
+    throw internal_database_error(
+        "The transaction was rolled back after an earlier error; none of it was saved.",
+        SQLITE_ABORT, true);
+  }
   sqlite_util::statement_cache& cache = request.large_cache ? large_ : small_;
   std::shared_ptr<sqlite_util::statement> s = cache.find(request.sql);
   if (s != nullptr && !s->in_use && s->is_valid()) return lease(std::move(s));

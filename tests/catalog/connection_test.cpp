@@ -83,6 +83,13 @@ TEST_F(Catalog, OpeningMakesTheStackNamespaceAndRelativeVolumeOnceRefusesNoCatal
     run(db, "CREATE TABLE version_table (version_number INTEGER NOT NULL)");
     run(db, "INSERT INTO version_table (version_number) VALUES (6)");
   }
+  // Another program's database is not made into a catalog.
+  const std::string foreign = vael_test::new_catalog(box_, "foreign.vdb");
+  {
+    dbl::sqlite_database db(foreign);
+    run(db, "CREATE TABLE photos (name TEXT)");
+  }
+  const std::string foreign_bytes = vantor_test::read_file(foreign);
   // Each refusal has a type of its own, which the caller tells apart.
   using reader = std::string (*)(const std::function<void()>&);
   const struct {
@@ -97,11 +104,15 @@ TEST_F(Catalog, OpeningMakesTheStackNamespaceAndRelativeVolumeOnceRefusesNoCatal
        "corrupt, read-only, or not a database"},
       {old, message_of<vael::database_version_error>,
        "The database is not the current version, and cannot be opened"},
+      {foreign, message_of<vael::database_corrupt_error>,
+       "The database file could be not opened.  This can happen if the database file is "
+       "corrupt, read-only, or not a database"},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(c.message_of([&] { vael::connection{c.path}; }), c.message) << c.path;
   }
   EXPECT_FALSE(std::filesystem::exists(box_.path("missing.vdb")));
+  EXPECT_EQ(vantor_test::read_file(foreign), foreign_bytes);
 }
 
 TEST_F(Catalog, VolumesRefuseWritesThatBreakTheirRulesAndTakePathsFromRowsCallerAndFileSystem) {

@@ -123,6 +123,18 @@ TEST_F(tag_db_test, IterationCollationErrorsAndStatementsNeverSharedWhileLive) {
   EXPECT_EQ(coded_message([&] { query(db_, "INSERT INTO n VALUES (1)").execute(); }),
             "19 An error was encountered in the sqlite database: UNIQUE constraint failed: n.x");
   EXPECT_THROW(query(db_, "SELEC nonsense").execute(), internal_database_error);
+  {
+    // The engine ended the transaction behind the layer's back, as after a failed allocation:
+    // nothing more may run in it, least of all saved row by row.
+    transaction t(db_);
+    t.begin(merge_policy, true, true);
+    query(db_, "INSERT INTO n VALUES (4)").execute();
+    query(db_, "ROLLBACK").execute();
+    EXPECT_EQ(coded_message([&] { query(db_, "INSERT INTO n VALUES (5)").execute(); }),
+              "4 The transaction was rolled back after an earlier error; none of it was saved.");
+    EXPECT_THROW(t.end(), internal_database_error);
+  }
+  EXPECT_FALSE(db_.in_transaction());
   EXPECT_EQ(coded_message([&] { sqlite_database bad(box_.path("missing/folder/x.db")); }),
             "14 The following sqlite error was encountered: unable to open database file");
   EXPECT_EQ(texts(db_,
