@@ -53,14 +53,19 @@ void build_new_file(const std::string& path, const std::function<void(dbl::datab
     throw std::runtime_error("a catalog already exists at " + path);
   }
   const std::string temporary = path + "." + std::to_string(::getpid()) + ".new";
-  std::remove(temporary.c_str());
+  // A journal stays behind when the disk fills during the build; it goes with its file.
+  const auto remove_temporary = [&temporary] {
+    std::remove(temporary.c_str());
+    std::remove((temporary + "-journal").c_str());
+  };
+  remove_temporary();
   try {
     dbl::sqlite_database db(temporary);
     fill(db);
     db.close();
     if (finish) finish(temporary);
   } catch (...) {
-    std::remove(temporary.c_str());
+    remove_temporary();
     throw;
   }
   const int linked = ::link(temporary.c_str(), path.c_str());
