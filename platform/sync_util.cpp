@@ -72,6 +72,19 @@ int create_or_replace_sync_tag_info(int tagId, const std::string& onlineId, unsi
   }
 }
 
+int get_unfinished_sync_tag_ids(const std::string& onlineId, std::vector<int>& tagIds) {
+  try {
+    const std::string path = album_store_path();
+    if (!std::filesystem::exists(path)) return kAlbumOk;
+    for (const album_record& r : album_store(path, false).all())
+      if (r.online_id == onlineId && r.change_id == 0) tagIds.push_back(r.tag_id);
+    return kAlbumOk;
+  } catch (const std::exception& e) {
+    vantor_env::DebugLog(e.what());
+    return kAlbumStoreError;
+  }
+}
+
 namespace {
 
 // What get_sync_tag_nixie_id last read of the store, for the preference screen's one lookup

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 // Stand-in for the sync agent's utility library. Its values live in the settings store under
 // the current user's key software\norvane\Strand.
@@ -33,6 +34,9 @@ int set_album_dirty_if_exists(const int& tagId, bool dirty);
 // texts; an earlier link of the album is replaced, its dirty flag kept.
 int create_or_replace_sync_tag_info(int tagId, const std::string& onlineId, unsigned changeId,
                                     const std::string& first, const std::string& second);
+// Adds to `tagIds` the local albums linked to `onlineId` with change id 0: links recorded
+// before the album's making was committed and not yet replaced. None without a store.
+int get_unfinished_sync_tag_ids(const std::string& onlineId, std::vector<int>& tagIds);
 // Stores the online id linked to `tagId` in `onlineId`, which is left as it is on any status
 // but kAlbumOk. Reading never creates the store.
 int get_sync_tag_nixie_id(int tagId, std::string& onlineId);

@@ -3,9 +3,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "catalog/catalog_lookup.h"
 #include "catalog/connection.h"
 #include "catalog/custom_tag_namespace.h"
 #include "catalog/tag.h"
@@ -68,32 +71,65 @@ vael::tag_type_t TypeOf(const TagSelectionEntry& entry) {
 
 // Makes the entry's tag at the top of collection_ns, or under the tag `parent_id` when one is
 // given, and stores its id in the entry.
+// REQUIRES: an open transaction.
 void CreateTag(TagSelectionEntry& entry, std::optional<int> parent_id) {
-  int id = 0;
-  Committed([&] {
-    const vael::tag made =
-        parent_id ? vael::get_tag(Catalog(), *parent_id).create_child(entry.label, TypeOf(entry))
-                  : vael_util::create_or_load_ns(Catalog(), vael_util::ns_name::collection)
-                        .create_tag(entry.label, TypeOf(entry));
-    id = made.get_id();
-  });
-  entry.localid = std::to_string(id);
+  const vael::tag made =
+      parent_id ? vael::get_tag(Catalog(), *parent_id).create_child(entry.label, TypeOf(entry))
+                : vael_util::create_or_load_ns(Catalog(), vael_util::ns_name::collection)
+                      .create_tag(entry.label, TypeOf(entry));
+  entry.localid = std::to_string(made.get_id());
 }
 
 int IdOf(const TagSelectionEntry& entry) {
   return std::atoi(entry.localid.c_str());
 }
 
-// Makes the entry's tag and, outermost first, every open ancestor that has none yet; their new
-// ids stay on the stack for the children that follow.
-void CreateLocalTags(TagSelectionEntry& entry) {
-  for (std::size_t i = 0; i < gTagSelectionStack.size(); ++i) {
-    TagSelectionEntry& ancestor = gTagSelectionStack[i];
-    if (!ancestor.localid.empty()) continue;
-    CreateTag(ancestor, i == 0 ? std::nullopt : std::optional(IdOf(gTagSelectionStack[i - 1])));
+// The album that a save cut short made for the entry's online album: its link is still the
+// unfinished one that CreateLocalTags records. Stores its id in the entry and its parents'
+// ids in the open ancestors, which that save made with it.
+bool FindUnfinishedTag(TagSelectionEntry& entry) {
+  std::vector<int> linked;
+  if (entry.onlineid.empty() ||
+      sync_util::get_unfinished_sync_tag_ids(entry.onlineid, linked) != sync_util::kAlbumOk) {
+    return false;
   }
-  CreateTag(entry, gTagSelectionStack.empty() ? std::nullopt
-                                              : std::optional(IdOf(gTagSelectionStack.back())));
+  for (int id : linked) {
+    if (!vael::tag_exists(Catalog(), id)) continue;
+    entry.localid = std::to_string(id);
+    vael::tag at = vael::get_tag(Catalog(), id);
+    for (auto a = gTagSelectionStack.rbegin(); a != gTagSelectionStack.rend(); ++a) {
+      if (!at.has_parent_tag()) break;
+      at = at.get_parent();
+      if (a->localid.empty()) a->localid = std::to_string(at.get_id());
+    }
+    return true;
+  }
+  return false;
+}
+
+// Makes the entry's tag and, outermost first, every open ancestor that has none yet, in one
+// transaction; their new ids stay on the stack for the children that follow. The tag of an
+// online album is linked to it, unfinished (change id 0), before the commit, so that a save
+// cut short after the commit finds the tag again rather than making a second one; a link to a
+// tag whose commit failed names no tag, and ApplyEntry replaces the link once it has marked
+// the album.
+void CreateLocalTags(TagSelectionEntry& entry) {
+  if (FindUnfinishedTag(entry)) return;
+  Committed([&] {
+    for (std::size_t i = 0; i < gTagSelectionStack.size(); ++i) {
+      TagSelectionEntry& ancestor = gTagSelectionStack[i];
+      if (!ancestor.localid.empty()) continue;
+      CreateTag(ancestor, i == 0 ? std::nullopt : std::optional(IdOf(gTagSelectionStack[i - 1])));
+    }
+    CreateTag(entry, gTagSelectionStack.empty() ? std::nullopt
+                                                : std::optional(IdOf(gTagSelectionStack.back())));
+    if (entry.onlineid.empty()) return;
+    const SharedAlbumInfo& album = gSharedAlbums[entry.onlineid];
+    if (sync_util::create_or_replace_sync_tag_info(IdOf(entry), entry.onlineid, 0, album.first,
+                                                   album.second) != sync_util::kAlbumOk) {
+      throw std::runtime_error("the album store cannot link album " + entry.onlineid);
+    }
+  });
 }
 
 void WriteTagValue(const char* identifier, int data_type, int tag_id,
