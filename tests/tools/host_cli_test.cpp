@@ -195,7 +195,8 @@ TEST_F(HostCliTest, PreviewsTheCatalogAgainstTheQuota) {
   const vantor_test::cli_result text = cli({"sync-preview", folder});
   ASSERT_EQ(text.status, 0) << text.err;
   EXPECT_EQ(text.out,
-            "sync\ton\twhole_catalog\ntotal\t\tgoing\t0\t0\nquota\t100\tused\t6\tleft\t94\tfits\n");
+            "sync\toff\twhole_catalog\n-\t(in no "
+            "album)\tgoing\t0\t0\ntotal\t\tgoing\t0\t0\nquota\t100\tused\t6\tleft\t94\tfits\n");
   EXPECT_NE(cli({"sync-preview", folder, "--json"}).out.find("\"fits\": true"), std::string::npos);
 }
 
