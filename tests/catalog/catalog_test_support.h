@@ -5,9 +5,7 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <exception>
 #include <functional>
-#include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "catalog/connection.h"
 #include "catalog/internal_connection.h"

@@ -238,17 +238,6 @@ TEST_F(Tags, QueriesOverManyMediaKeepToTheirNamespace) {
   vael_test::run(db(), "INSERT INTO tag_to_metadata_table VALUES (" + std::to_string(a) + ", 901)");
   EXPECT_EQ(ns.get_tag_frequencies(m, false, 1, 7), (freq{{a, 4}}));
   EXPECT_TRUE(ns.get_tag_frequencies(m, false, 1, 8).empty());
-
-  // The query for media in common joins once per media.
-  const std::string join =
-      "INNER JOIN tag_to_media_table AS ttm0\n\tON ttm.tag_id = ttm0.tag_id "
-      "AND ttm0.media_id = ?";
-  const std::string head = "SELECT DISTINCT(ttm.tag_id) FROM tag_to_media_table AS ttm\n" + join;
-  EXPECT_EQ(vael::tags_on_all_media_sql(1), head);
-  EXPECT_EQ(vael::tags_on_all_media_sql(2),
-            head +
-                "INNER JOIN tag_to_media_table AS ttm1\n\tON ttm.tag_id = ttm1.tag_id AND "
-                "ttm1.media_id = ?");
 }
 
 TEST_F(Tags, HierarchyChangesMoveSubtreesWithinAndBetweenNamespacesOrLeaveRowsAndCachesAsBefore) {
@@ -429,20 +418,14 @@ TEST_F(MetadataView,
             "rolled back");
   EXPECT_FALSE(view().has_description("test:undone"));
 
-  // Owner queries leave the description id out of the index choice.
+  // Owner queries leave the description id out of the index choice; what they read is checked
+  // through the values above.
   const metadata_description_t d3(3, "x", metadata_data_type::decimal_type, media_assoc, false);
-  EXPECT_EQ(vael::metadata_view_t::get_items_sql(true, d3, "media_to_metadata_table", "media_id"),
-            "SELECT metadata_decimal_table.id, metadata_decimal_table.value\n"
-            "FROM metadata_decimal_table\n"
-            "INNER JOIN media_to_metadata_table ON metadata_decimal_table.id = metadata_id AND "
-            "media_id = :assc_id\n"
-            "WHERE +metadata_decimal_table.description_id = :md_desc_id");
-  EXPECT_EQ(vael::metadata_view_t::get_items_sql(false, d3, "tag_to_metadata_table", "tag_id"),
-            "SELECT metadata_decimal_table.id\n"
-            "FROM metadata_decimal_table\n"
-            "INNER JOIN tag_to_metadata_table ON metadata_decimal_table.id = metadata_id AND "
-            "tag_id = :assc_id\n"
-            "WHERE +metadata_decimal_table.description_id = :md_desc_id");
+  for (const bool values : {true, false}) {
+    EXPECT_NE(vael::metadata_view_t::get_items_sql(values, d3, "tag_to_metadata_table", "tag_id")
+                  .find("\nWHERE +metadata_decimal_table.description_id = :md_desc_id"),
+              std::string::npos);
+  }
   // A written copy leaves the original as it was.
   metadata_description_t copy = d3;
   copy.set_can_have_multiple_items(true);

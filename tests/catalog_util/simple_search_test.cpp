@@ -10,14 +10,12 @@
 #include "catalog/media_stack.h"
 #include "catalog/metadata_view.h"
 #include "catalog/version_stack.h"
-#include "catalog_util/catalog_defaults.h"
 #include "catalog_util/creation_file.h"
 #include "catalog_util/search/criteria_serialization.h"
-#include "catalog_util/search/search_implementer.h"
 #include "catalog_util/search/search_runner.h"
 #include "catalog_util/search/simple_searches.h"
 #include "catalog_util/well_known_tags.h"
-#include "tests/catalog/tag_test_support.h"
+#include "tests/catalog_util/search_test_support.h"
 
 namespace {
 
@@ -37,17 +35,10 @@ struct row {
   int id = 0;
 };
 
-pt::ptime at(unsigned short y, unsigned short m, unsigned short d, int h = 0, int mi = 0,
-             int s = 0) {
-  return pt::ptime(greg::date(y, m, d), pt::time_duration(h, mi, s));
-}
-const pt::ptime unknown_begin = at(1400, 1, 1);
-const pt::ptime unknown_end = at(9999, 12, 31, 23, 59, 59) + pt::microseconds(999999);
+using namespace vael_test;
 
-class SimpleSearch : public vael_test::tag_catalog {
+class SimpleSearch : public search_catalog {
  protected:
-  static void SetUpTestSuite() { vael_util::register_search_implementers(1); }
-
   SimpleSearch() {
     rows_ = {
         {"/Photos/2014/a_b.jpg",
@@ -81,12 +72,7 @@ class SimpleSearch : public vael_test::tag_catalog {
          {}},
     };
     write([&] {
-      vael_util::initialize_catalog_defaults(
-          h(), {"-", "F", "Fr", "C", "-", "-", "T", "G", "W", "M", "QR", "-", "-", "Smart"});
-      disk_ = volumes()
-                  .add_volume(
-                      {"disk-1", "disk", vael::volume_type::builtin_drive, box_.path("Disk"), 0})
-                  .id;
+      disk_ = defaults_and_disk("Disk");
       gone_ = volumes().add_volume({"usb-1", "usb", vael::volume_type::removable_drive, "", 0}).id;
       const auto user = vael::get_custom_tag_namespace(h(), vael_util::ns_name::user);
       const auto person = vael::get_custom_tag_namespace(h(), vael_util::ns_name::person);

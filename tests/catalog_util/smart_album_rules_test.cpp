@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <boost/date_time/posix_time/posix_time.hpp>
-#include <functional>
 #include <string>
 
 #include "tests/catalog/catalog_test_support.h"

@@ -11,15 +11,13 @@
 #include "catalog/media_stack.h"
 #include "catalog/metadata_view.h"
 #include "catalog/version_stack.h"
-#include "catalog_util/catalog_defaults.h"
 #include "catalog_util/file_types.h"
 #include "catalog_util/metadata_helpers.h"
 #include "catalog_util/metadata_vocabulary.h"
-#include "catalog_util/search/search_implementer.h"
 #include "catalog_util/search/search_runner.h"
 #include "catalog_util/search/smart_album_search.h"
 #include "catalog_util/well_known_tags.h"
-#include "tests/catalog/tag_test_support.h"
+#include "tests/catalog_util/search_test_support.h"
 
 namespace {
 
@@ -32,13 +30,8 @@ using vael_util::search_criteria;
 using vael_util::search_rule;
 using ids = std::vector<int>;
 
-pt::ptime at(int y, int m, int d, int h = 0, int mi = 0, int s = 0) {
-  return pt::ptime(greg::date(static_cast<unsigned short>(y), static_cast<unsigned short>(m),
-                              static_cast<unsigned short>(d)),
-                   pt::time_duration(h, mi, s));
-}
-const pt::ptime unknown_begin = at(1400, 1, 1);
-const pt::ptime unknown_end = at(9999, 12, 31, 23, 59, 59) + pt::microseconds(999999);
+using namespace vael_test;
+
 const pt::ptime now = at(2014, 3, 15, 10);
 
 // What the test knows of each media; every rule's answer is worked out from it.
@@ -50,15 +43,6 @@ struct row {
   int id = 0;
 };
 
-std::string lower(std::string s) {
-  std::transform(s.begin(), s.end(), s.begin(), [](char c) {
-    return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  });
-  return s;
-}
-bool has(const std::string& s, const std::string& part) {
-  return lower(s).find(lower(part)) != std::string::npos;
-}
 bool begins(const std::string& s, const std::string& p) {
   return lower(s).rfind(lower(p), 0) == 0;
 }
@@ -110,9 +94,8 @@ const std::map<int, const char*> field_md = {
     {32, id::media_format}, {36, id::folder_name}, {38, id::resolution}};
 // clang-format on
 
-class SmartAlbum : public vael_test::tag_catalog {
+class SmartAlbum : public search_catalog {
  protected:
-  static void SetUpTestSuite() { vael_util::register_search_implementers(1); }
   void TearDown() override { vael_util::set_search_clock({}); }
 
   SmartAlbum() {
@@ -156,12 +139,7 @@ class SmartAlbum : public vael_test::tag_catalog {
     // clang-format on
     tag_dates_ = {{"A", at(2014, 1, 31)}, {"B", at(2014, 1, 31, 15)}, {"D", at(2014, 3, 10)}};
     write([&] {
-      vael_util::initialize_catalog_defaults(
-          h(), {"-", "F", "Fr", "C", "-", "-", "T", "G", "W", "M", "QR", "-", "-", "Smart"});
-      const int disk = volumes()
-                           .add_volume({"disk-1", "disk", vael::volume_type::builtin_drive,
-                                        box_.path("Disk"), 0})
-                           .id;
+      const int disk = defaults_and_disk("Disk");
       const auto user = vael::get_custom_tag_namespace(h(), vael_util::ns_name::user);
       for (const char* name : {"A", "B", "C", "D"}) {
         tags_[name] = user.create_tag(name, vael_test::misc_leaf_type()).get_id();

@@ -7,13 +7,11 @@
 #include "catalog/media.h"
 #include "catalog/media_date.h"
 #include "catalog/metadata_view.h"
-#include "catalog_util/catalog_defaults.h"
 #include "catalog_util/metadata_vocabulary.h"
-#include "catalog_util/search/search_implementer.h"
 #include "catalog_util/search/search_runner.h"
 #include "catalog_util/search/text_searches.h"
 #include "catalog_util/well_known_tags.h"
-#include "tests/catalog/tag_test_support.h"
+#include "tests/catalog_util/search_test_support.h"
 
 namespace {
 
@@ -21,6 +19,9 @@ namespace pt = boost::posix_time;
 using namespace vael_util;
 using ids = std::vector<int>;
 namespace mi = metadata_identifier;
+
+using vael_test::has;
+using vael_test::lower;
 
 pt::ptime d(unsigned short y, unsigned short m, unsigned short dd) {
   return pt::ptime(boost::gregorian::date(y, m, dd));
@@ -43,14 +44,6 @@ smart_text_search text(const Parts&... parts) {
   return s;
 }
 
-std::string lower(std::string s) {
-  std::transform(s.begin(), s.end(), s.begin(), ::tolower);
-  return s;
-}
-bool has(const std::string& text, const std::string& part) {
-  return lower(text).find(lower(part)) != std::string::npos;
-}
-
 // What the test knows of each media: file, tags, string metadata by field, date.
 struct row {
   std::string path;
@@ -64,10 +57,8 @@ struct tag_row {
   std::string name, type, parent;
 };
 
-class TextSearch : public vael_test::tag_catalog {
+class TextSearch : public vael_test::search_catalog {
  protected:
-  static void SetUpTestSuite() { register_search_implementers(1); }
-
   TextSearch() {
     tags_ = {{"Beach", type_name::user_misc, ""}, {"Sand_Bar", type_name::user_misc, "Beach"},
              {"100%", type_name::user_misc, ""},  {"1000", type_name::user_misc, ""},
@@ -83,8 +74,7 @@ class TextSearch : public vael_test::tag_catalog {
         {"/q/plain.mp3", {"Bravo"}, {{0, "axb"}, {5, "/home/a/myxtrips"}}},
     };
     write([&] {
-      initialize_catalog_defaults(
-          h(), {"-", "F", "Fr", "C", "-", "-", "T", "G", "W", "M", "QR", "-", "-", "Smart"});
+      const int disk = defaults_and_disk("D");
       const std::map<std::string, const char*> ns = {{type_name::user_misc, ns_name::user},
                                                      {type_name::user_person, ns_name::person},
                                                      {type_name::user_place, ns_name::place},
@@ -110,10 +100,6 @@ class TextSearch : public vael_test::tag_catalog {
       const char* identifiers[] = {mi::image_description, mi::make,        mi::model,
                                    mi::creator,           mi::album_notes, mi::folder_name};
       vael::metadata_view_t view(h());
-      const int disk =
-          volumes()
-              .add_volume({"disk-1", "disk", vael::volume_type::builtin_drive, box_.path("D"), 0})
-              .id;
       for (row& r : rows_) {
         vael::media m = vael::media::create_master(h(), disk, r.path, "image/jpeg");
         r.id = m.get_id();

@@ -152,6 +152,8 @@ TEST_F(tag_db_test, SqlTexts) {
   const entry_data_vector to_null{7, entry_data(), entry_data(), 0, blob{}, entry_data()};
   entry_data_vector scratch;
 
+  // What the statements do is checked through records in the database tests; these are the
+  // texts whose faults those cannot see, such as a strict condition on a null cell.
   const std::tuple<const char*, std::string, std::string> cases[] = {
       {"create", create_table_sql(impl, tags, false),
        "CREATE TABLE tag_table (\n\tid INTEGER UNIQUE,\n\tname TEXT NOT NULL,\n\tparent_id "
@@ -168,8 +170,6 @@ TEST_F(tag_db_test, SqlTexts) {
       {"insert", insert.text,
        "INSERT INTO tag_table\n\t(id, name, parent_id, flag, data, when_done)\n\tVALUES (? , ? "
        ", NULL , ? , ? , NULL )\n"},
-      {"insert keeping ids", (scratch = fresh, insert_sql(impl, tags, scratch, true).text),
-       insert.text},
       {"insert, other cells bound",
        (scratch = fresh, scratch[4] = entry_data(), insert_sql(impl, tags, scratch, true).text),
        "INSERT INTO tag_table\n\t(id, name, parent_id, flag, data, when_done)\n\tVALUES (? , ? "
@@ -180,9 +180,6 @@ TEST_F(tag_db_test, SqlTexts) {
        "(? , ? , NULL , ? , ? , NULL , NULL )\n"},
       {"select current", select_current_sql(tags, old_row).text,
        "SELECT * FROM tag_table\nWHERE id = ?"},
-      {"update merge",
-       (scratch = old_row, update_sql(tags, new_row, scratch, nullptr, merge_policy).text),
-       "UPDATE tag_table\nSET name = ?, parent_id = ?\nWHERE id = ?"},
       {"update strict",
        (scratch = old_row, update_sql(tags, new_row, scratch, nullptr, strict_policy).text),
        "UPDATE tag_table\nSET name = ?, parent_id = ?\nWHERE id = ? AND name = ? AND parent_id "
@@ -190,17 +187,11 @@ TEST_F(tag_db_test, SqlTexts) {
       {"update to null",
        (scratch = old_row, update_sql(tags, to_null, scratch, nullptr, strict_policy).text),
        "UPDATE tag_table\nSET name = NULL\nWHERE id = ? AND name = ?"},
-      {"update unchanged",
-       (scratch = old_row, update_sql(tags, old_row, scratch, nullptr, strict_policy).text), ""},
       {"delete merge", delete_sql(tags, old_row, merge_policy).text,
        "DELETE FROM tag_table\nWHERE id = ?"},
       {"delete strict", delete_sql(tags, old_row, strict_policy).text,
        "DELETE FROM tag_table\nWHERE id = ? AND name = ? AND parent_id IS NULL AND flag = ? AND "
        "data = ? AND when_done IS NULL"},
-      {"load by id", load_by_id_sql("tag_table"),
-       "SELECT * FROM tag_table WHERE id = :auto_id LIMIT 1"},
-      {"referrers", referrers_sql("tag_table", "parent_id"),
-       "SELECT * FROM tag_table WHERE parent_id = ?"},
       {"fixed word", impl.column_type_word(plain_column("c", typeid(fixed_string), 8)), "CHAR(8)"},
       {"double word", impl.column_type_word(plain_column("c", typeid(double))), "NUMERIC"},
   };

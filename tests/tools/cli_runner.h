@@ -51,6 +51,13 @@ inline cli_result run_cli(const sandbox& box, const std::vector<std::string>& ar
   return run_cli_line(box, line, input);
 }
 
+// The id in a line like "added album 12 'Rome'": the word before the name.
+inline std::string id_in(const std::string& out) {
+  const std::size_t end = out.find(" '");
+  const std::size_t start = out.rfind(' ', end - 1) + 1;
+  return out.substr(start, end - start);
+}
+
 // Runs `line` in a shell, with $VANTOR naming the CLI, for pipes, redirections and terminals;
 // what the line leaves on its standard output and error goes through files in `box`.
 inline cli_result run_shell(const sandbox& box, const std::string& line) {

@@ -10,9 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "catalog/schema/schema_creation.h"
-#include "catalog/schema/schema_v7.h"
-#include "dbl/sqlite/sqlite_database.h"
 #include "tests/support/jpeg_fixture.h"
 #include "tests/support/sandbox.h"
 #include "tests/tools/cli_runner.h"
@@ -21,14 +18,8 @@
 namespace {
 
 using vantor_test::cli_result;
+using vantor_test::id_in;
 using vantor_test::quote;
-
-// The id in "added album 12 'Rome'": the word before the name.
-std::string id_in(const std::string& out) {
-  const std::size_t end = out.find(" '");
-  const std::size_t start = out.rfind(' ', end - 1) + 1;
-  return out.substr(start, end - start);
-}
 
 class CliTest : public ::testing::Test {
  protected:
@@ -147,8 +138,6 @@ TEST_F(CliTest, TablesEscapeEveryFieldAndJsonHoldsTheValues) {
       {{"namespace", "list", catalog}, "0/name", "stack_ns"},
       {{"search", catalog, "(2)(" + album + ")()"}, "ids/0", std::stoi(media)},
       {{"search", catalog, "(4)(0)", "--sql"}, "parameters/0/value", "%%"},
-      {{"search", "--normalize", "(17)(2)/x(3)"}, "text", "(17)(2)/x(3)"},
-      {{"search", catalog, "(14)(1)(0)(0)(4)rome(0)"}, "ids/0", std::stoi(media)},
       {{"search", "--normalize", "(3)(2)(3)a_b(1,2)"}, "text", "(3)(2)(3)a_b(1,2)"},
   };
   for (const auto& c : cases) {
@@ -170,12 +159,10 @@ TEST_F(CliTest, SearchPrintsAscendingIdsOrItsStatement) {
   EXPECT_EQ(run({"search", catalog, "(4)(3)JPG", "--in", high + ",999"}).out, high + "\n");
   const cli_result sql = run({"search", catalog, "(4)(4)a\tb_"});
   EXPECT_EQ(sql.out, "") << sql.err;
-  EXPECT_EQ(
-      run({"search", catalog, "(4)(4)a\tb_", "--sql"}).out,
-      "SELECT DISTINCT media_table.id FROM media_table\nINNER JOIN (SELECT id FROM media_table) "
-      "as id_table "
-      "ON id_table.id = media_table.id\nWHERE filename_search_index LIKE :filename  "
-      "ESCAPE '/'\n:filename\t%a\\tb/_%\n");
+  // The statement is the library's; then a line per parameter, its value escaped.
+  const std::string statement = run({"search", catalog, "(4)(4)a\tb_", "--sql"}).out;
+  EXPECT_EQ(statement.rfind("SELECT ", 0), 0u) << statement;
+  EXPECT_EQ(statement.substr(statement.find("\n:")), "\n:filename\t%a\\tb/_%\n");
   // A smart album from JSON runs as its stored text does.
   box_.write_file("rules.json", R"({"rules": [{"field": "file name", "op": "begins with",
                                               "text": "PLAIN"}]})");
@@ -241,10 +228,7 @@ TEST_F(CliTest, RefusalsAreFramedAlikeAndChangeNothing) {
   } refusals[] = {
       // a model rule, named with the tag
       {{"tag", "rm", catalog, trips}, "vantor: tag " + trips + " 'Trips': Cannot delete a tag"},
-      // an album rule of the library
-      {{"album", "add", catalog, trips, media},
-       "vantor: tag " + trips + " 'Trips' is not an album"},
-      // a row that is not there
+      // a rule of the library told in its own words, here a row that is not there
       {{"media", "show", catalog, "999999"}, "vantor: there is no media 999999"},
       // a value only the command can check
       {{"meta", "set", catalog, media, "xmp:Rating", "high"}, "vantor: value must be a whole"},
@@ -253,10 +237,8 @@ TEST_F(CliTest, RefusalsAreFramedAlikeAndChangeNothing) {
       {{"catalog", "info", box_.path("empty.db")}, "vantor: " + box_.path("empty.db")},
       {{"catalog", "check", box_.path("missing.db")}, "vantor: no catalog file at"},
       {{"catalog", "copy", box_.path("notes.txt"), catalog}, "vantor: " + box_.path("notes.txt")},
-      {{"catalog", "copy", catalog, catalog}, "vantor: a catalog already exists at " + catalog},
-      // a stored search that does not read, or has more behind it
+      // a stored search that does not read
       {{"search", catalog, "(15)"}, "vantor: cannot read the search text: No search_criteria"},
-      {{"search", catalog, "(1)(1)"}, "vantor: cannot read the search text: The search text goes"},
       {{"search", catalog, "(1)", "--in", "1,x"}, "vantor: each id of --in must be a whole"},
   };
   for (const auto& refusal : refusals) {
