@@ -182,8 +182,13 @@ void preferences_dialog::show_prefs() {
       return;
     }
     text = file.readAll().toStdString();
+  } else {
+    // The default text, as the preview reads it too; the parser's defaults if the CLI fails.
+    try {
+      text = DefaultPrefsText(options_.vantor);
+    } catch (const cli_error&) {
+    }
   }
-  // Without a file the parser's defaults stand.
   VTL::GetSyncPrefsFromString(prefs_, text);
   for (const auto& [field, box] : toggles_) box->setChecked(prefs_.*field);
   limit_on_->setChecked(prefs_.restrictfilesizeSelected);
@@ -207,7 +212,7 @@ void preferences_dialog::show_preview() {
     if (p.quota_left) note += tr("; %1 left online").arg(size_text(*p.quota_left));
     if (p.fits) note += *p.fits ? tr("; it fits") : tr("; it does not fit");
     preview_note_->setText(note);
-  } catch (const preview_error& e) {
+  } catch (const cli_error& e) {
     preview_note_->setText(
         QStringLiteral("preview unavailable: %1").arg(QString::fromStdString(e.what())));
   }

@@ -22,28 +22,35 @@ preview_row read_row(const QJsonObject& o, const QString& album) {
   return row;
 }
 
-}  // namespace
-
-sync_preview RunSyncPreview(const QString& vantor, const QString& folder) {
+// Runs `vantor` with `args`; its standard output.
+QByteArray run_cli(const QString& vantor, const QStringList& args) {
   QProcess process;
-  process.start(vantor, {QStringLiteral("sync-preview"), folder, QStringLiteral("--json")});
+  process.start(vantor, args);
   if (!process.waitForStarted(kTimeoutMs)) {
-    throw preview_error(vantor.toStdString() + ": " + process.errorString().toStdString());
+    throw cli_error(vantor.toStdString() + ": " + process.errorString().toStdString());
   }
   if (!process.waitForFinished(kTimeoutMs)) {
     process.kill();
     process.waitForFinished();
-    throw preview_error("the preview took longer than a minute");
+    throw cli_error("the CLI took longer than a minute");
   }
   if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
     const QString said = QString::fromUtf8(process.readAllStandardError()).trimmed();
-    throw preview_error(said.isEmpty() ? "exit status " + std::to_string(process.exitCode())
-                                       : said.section(QLatin1Char('\n'), 0, 0).toStdString());
+    throw cli_error(said.isEmpty() ? "exit status " + std::to_string(process.exitCode())
+                                   : said.section(QLatin1Char('\n'), 0, 0).toStdString());
   }
+  return process.readAllStandardOutput();
+}
+
+}  // namespace
+
+sync_preview RunSyncPreview(const QString& vantor, const QString& folder) {
+  const QByteArray out =
+      run_cli(vantor, {QStringLiteral("sync-preview"), folder, QStringLiteral("--json")});
   QJsonParseError error{};
-  const QJsonDocument doc = QJsonDocument::fromJson(process.readAllStandardOutput(), &error);
+  const QJsonDocument doc = QJsonDocument::fromJson(out, &error);
   if (!doc.isObject()) {
-    throw preview_error("the preview is no JSON object: " + error.errorString().toStdString());
+    throw cli_error("the preview is no JSON object: " + error.errorString().toStdString());
   }
   const QJsonObject root = doc.object();
   sync_preview p;
@@ -61,6 +68,13 @@ sync_preview RunSyncPreview(const QString& vantor, const QString& folder) {
     p.fits = fits.toBool();
   }
   return p;
+}
+
+std::string DefaultPrefsText(const QString& vantor) {
+  // The CLI ends the line; the text itself has no line end.
+  return run_cli(vantor, {QStringLiteral("prefs"), QStringLiteral("defaults")})
+      .trimmed()
+      .toStdString();
 }
 
 }  // namespace vantor_dialog

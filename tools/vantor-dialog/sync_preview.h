@@ -1,16 +1,18 @@
-// The figures of the sync preview, which is no export of the library: the CLI computes them
-// (`vantor sync-preview FOLDER --json`) and the dialog runs it as a separate process.
+// What the dialog asks of the CLI, run as a separate process: the figures of the sync preview
+// (`vantor sync-preview FOLDER --json`), which is no export of the library, and the default
+// preference text that the preview also starts from.
 #pragma once
 
 #include <QString>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace vantor_dialog {
 
-// Why the preview could not be had: the CLI did not start, failed, or wrote no JSON.
-class preview_error : public std::runtime_error {
+// Why the CLI gave no answer: it did not start, failed, or wrote no JSON.
+class cli_error : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
@@ -31,7 +33,11 @@ struct sync_preview {
   std::optional<bool> fits;
 };
 
-// Runs `vantor` on `folder` and reads its JSON. Throws preview_error.
+// Runs `vantor` on `folder` and reads its JSON. Throws cli_error.
 sync_preview RunSyncPreview(const QString& vantor, const QString& folder);
+
+// `vantor prefs defaults`: the text a user without a preference file starts from. Throws
+// cli_error.
+std::string DefaultPrefsText(const QString& vantor);
 
 }  // namespace vantor_dialog

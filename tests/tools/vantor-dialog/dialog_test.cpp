@@ -117,7 +117,9 @@ TEST_F(DialogTest, ShowsTheCatalogAndSavesTheTicks) {
   online.findItems("Wedding", Qt::MatchExactly | Qt::MatchRecursive)[0]->setCheckState(0,
                                                                                        Qt::Checked);
   for (QCheckBox* box : dialog.findChildren<QCheckBox*>()) {
-    if (box->text() == "Sync is on") box->setChecked(true);
+    if (box->text() != "Sync is on") continue;
+    EXPECT_TRUE(box->isChecked()) << "the default text, which the preview reads too";
+    box->setChecked(false);
   }
   find<QPushButton>(dialog, "save").click();
   EXPECT_EQ(find<QLabel>(dialog, "status").text(), "Saved");
@@ -128,7 +130,7 @@ TEST_F(DialogTest, ShowsTheCatalogAndSavesTheTicks) {
             "Wedding|Family|1\n");
   QFile pref(folder_ + "syncdb/u-1.pref");
   ASSERT_TRUE(pref.open(QIODevice::ReadOnly));
-  EXPECT_TRUE(pref.readAll().startsWith("<syncon value = \"true\">"));
+  EXPECT_TRUE(pref.readAll().startsWith("<syncon value = \"false\">"));
 
   // Reloaded: the wedding is kept locally now, and the preview counts the marked albums.
   std::string after, online_marks;
@@ -138,7 +140,7 @@ TEST_F(DialogTest, ShowsTheCatalogAndSavesTheTicks) {
   EXPECT_EQ(online_marks, "") << "both are local";
   const auto preview = find<QTreeWidget>(dialog, "preview").findItems("Garden", Qt::MatchExactly);
   EXPECT_EQ(preview.size(), 1);
-  EXPECT_TRUE(find<QLabel>(dialog, "previewNote").text().startsWith("Sync is on"));
+  EXPECT_TRUE(find<QLabel>(dialog, "previewNote").text().startsWith("Sync is off"));
 }
 
 TEST_F(DialogTest, ShowsWhatItCannotRead) {
