@@ -6,6 +6,7 @@
 #include "catalog/change_tracker.h"
 #include "catalog/object_cache.h"
 #include "catalog/object_tracker.h"
+#include "dbl/sqlite/sqlite_database.h"
 #include "tests/catalog/tag_test_support.h"
 
 namespace {
