@@ -160,8 +160,9 @@ TEST_F(SimpleSearch, EveryTypeFindsWhatTheRowsSayAndReadsBackAsWritten) {
       return r.begin >= day && r.begin < next && r.end <= next;
     };
   };
-  const auto is = [&](std::initializer_list<std::size_t> which) {
-    return [this, which](const row& r) {
+  // A copy: the array behind an initializer_list ends with the call that made it.
+  const auto is = [&](std::initializer_list<std::size_t> listed) {
+    return [this, which = std::vector<std::size_t>(listed)](const row& r) {
       return std::any_of(which.begin(), which.end(),
                          [&](std::size_t i) { return rows_[i].id == r.id; });
     };
