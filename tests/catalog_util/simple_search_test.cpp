@@ -260,6 +260,10 @@ TEST_F(SimpleSearch, EveryTypeFindsWhatTheRowsSayAndReadsBackAsWritten) {
   EXPECT_EQ(find_media(h(), search_criteria(filename_search{"a"}, 4), some),
             (ids{rows_[0].id, rows_[2].id}));
   EXPECT_EQ(find_media(h(), search_criteria(), some), (ids{rows_[0].id, rows_[2].id}));
+  // Nor does a search whose statement never looks at media_table find the id of no media.
+  EXPECT_EQ(
+      find_media(h(), search_criteria(not_tagged_search{{vael_util::ns_name::person}}, 5), some),
+      (ids{rows_[0].id, rows_[2].id}));
   EXPECT_TRUE(search_criteria(missing_file_search{{1}}, 18)
                   .equals(search_criteria(missing_file_search{{2, 3}}, 18)));
 
