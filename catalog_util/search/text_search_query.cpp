@@ -2,6 +2,7 @@
 // statement can hold the same clause for many terms.
 
 #include <algorithm>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -229,11 +230,14 @@ void append_term(std::string& sql, query_t& q, const vael::connection_handle& ha
       return;
     case 5: {
       const auto& m = boost::any_cast<const metadata_criteria&>(term.value);
+      // Such a search cannot run; said here rather than by SQLite, of a statement half made.
+      if (m.field < 0 || m.field > 5) {
+        throw std::runtime_error("A text search term names metadata field " +
+                                 std::to_string(m.field) + ", which is unknown.");
+      }
       sql +=
           " (SELECT DISTINCT m2md.media_id FROM media_to_metadata_table as m2md INNER JOIN "
           "metadata_string_table as md ON md.id = m2md.metadata_id AND md.description_id = ";
-      // Another field leaves the clause open, and the statement does not run.
-      if (m.field < 0 || m.field > 5) return;
       const metadata_field& field = fields[static_cast<std::size_t>(m.field)];
       sql += ":metadata_desc_id" + k;
       q.bind(":metadata_desc_id" + k, description_id(handle, field.identifier));

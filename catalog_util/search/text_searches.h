@@ -123,8 +123,9 @@ struct simple_metadata_string_search {
 };
 
 // Compiling reads the catalog: tag names are looked up then, so a search follows renames
-// only when compiled again. Throws what the lookup throws, and std::logic_error when a
-// metadata description of the terms is missing. Reading refuses entry and term kinds that
+// only when compiled again. Throws what the lookup throws, std::logic_error when a
+// metadata description of the terms is missing, and std::runtime_error for a metadata term
+// of a field not listed above. Reading refuses entry and term kinds that
 // are not listed above ("bad cast" for an entry whose value is of another class).
 bool search_equals(const smart_text_search& a, const smart_text_search& b);
 std::string search_serialize(const smart_text_search& s);
