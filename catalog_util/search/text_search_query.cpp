@@ -292,20 +292,25 @@ query_t search_build_query(const vael::connection_handle& handle, const smart_te
   for (const auto& entry : entries) {
     if (held<text_search_criteria>(entry, smart_text_search::term_entry) != nullptr) sql += "(";
   }
+  // The joiner goes in only between terms, so that no sequence of entries leaves the
+  // statement without one or with two.
   bool negate = false;
+  const char* joiner = nullptr;
   for (std::size_t k = 0; k < entries.size(); ++k) {
     if (const auto* o = held<operator_criteria>(entries[k], smart_text_search::operator_entry)) {
       if (o->op == operator_criteria::and_op) {
-        sql += " AND ";
+        if (joiner != nullptr) joiner = " AND ";
         negate = false;
       } else if (o->op == operator_criteria::or_op) {
-        sql += " OR ";
+        if (joiner != nullptr) joiner = " OR ";
         negate = false;
       } else if (o->op == operator_criteria::not_op) {
         negate = true;
       }
     } else if (const auto* t =
                    held<text_search_criteria>(entries[k], smart_text_search::term_entry)) {
+      if (joiner != nullptr) sql += joiner;
+      joiner = " AND ";
       sql += negate ? " media_table.id NOT in " : " media_table.id in ";
       append_term(sql, q, handle, *t, std::to_string(k));
       sql += ")";
