@@ -267,13 +267,16 @@ TEST_F(SimpleSearch, EveryTypeFindsWhatTheRowsSayAndReadsBackAsWritten) {
   EXPECT_TRUE(search_criteria(missing_file_search{{1}}, 18)
                   .equals(search_criteria(missing_file_search{{2, 3}}, 18)));
 
-  // Refusals: an unknown namespace, tag and description, and a dangling image block.
+  // Refusals: an unknown namespace, tag and description, and an unanalyzed search of no image
+  // tag.
   EXPECT_THROW(find_media(h(), search_criteria(not_tagged_search{{"nope_ns"}}, 5)),
                std::runtime_error);
   EXPECT_THROW(find_media(h(), search_criteria(user_tag_search{{4242}, {}}, 2)), std::logic_error);
   EXPECT_THROW(find_media(h(), search_criteria(media_has_metadata_search{4242}, 6)),
                std::logic_error);
-  EXPECT_THROW(find_media(h(), search_criteria(unanalyzed_asset_search{}, 16)), std::exception);
+  EXPECT_EQ(vael_test::message_of(
+                [&] { find_media(h(), search_criteria(unanalyzed_asset_search{}, 16)); }),
+            "An unanalyzed asset search needs at least one image tag.");
 }
 
 // The global locale below groups digits and writes a decimal comma; stored texts must not.
