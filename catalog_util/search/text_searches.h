@@ -94,8 +94,8 @@ struct operator_criteria {
 // What a user typed, parsed by the host into terms and operators, applied left to right:
 // "a OR b AND c" is "(a OR b) AND c". NOT negates the terms up to the next AND or OR.
 // Terms side by side are joined by AND; of AND and OR in a row the last counts; operators
-// before the first term and after the last are dropped; a search of no term matches nothing. `query_text` is the
-// typed text, stored for display only.
+// before the first term and after the last are dropped; a search of no term matches nothing.
+// `query_text` is the typed text, stored for display only.
 struct smart_text_search {
   enum : std::int32_t { term_entry = 0, operator_entry = 1 };
   // Each value holds a text_search_criteria (term_entry) or an operator_criteria.
