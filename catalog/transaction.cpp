@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <set>
+#include <utility>
 
 #include "catalog/internal_connection.h"
 
@@ -59,6 +60,22 @@ jtb::undo_object transaction::commit_with_undo() {
   jtb::undo_object inner = transaction_.end_with_undo();
   return jtb::undo_object(std::make_shared<undoer>(std::move(inner), handle_, std::move(media_ids),
                                                    std::move(tag_ids)));
+}
+
+savepoint::savepoint(connection_handle handle)
+    : handle_(std::move(handle)),
+      change_id_(get_connection(handle_).change_tracker().current_change_id()),
+      savepoint_(get_connection(handle_).database()) {}
+
+savepoint::~savepoint() {
+  // The rollback follows, as savepoint_ goes.
+  try {
+    internal_connection& c = get_connection(handle_);
+    c.clear_caches();
+    c.change_tracker().set_current(change_id_);
+  } catch (...) {
+    // A connection closed meanwhile has no caches left to drop.
+  }
 }
 
 transaction::undoer::undoer(jtb::undo_object inner, connection_handle handle,

@@ -66,4 +66,22 @@ class transaction {
   connection_handle handle_;
 };
 
+// A dbl::savepoint on a catalog: everything committed on the connection while it lives is
+// taken back at its end. The rollback drops every cache, since they may hold objects that the
+// taken back commits made, and puts the change counter this connection saw back as it was.
+// Throws std::logic_error when a transaction or a savepoint is open.
+class savepoint {
+ public:
+  explicit savepoint(connection_handle handle);
+  // Never throws.
+  ~savepoint();
+  savepoint(const savepoint&) = delete;
+  savepoint& operator=(const savepoint&) = delete;
+
+ private:
+  connection_handle handle_;
+  int change_id_;  // as this connection saw it at the start
+  dbl::savepoint savepoint_;
+};
+
 }  // namespace vael

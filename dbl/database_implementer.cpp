@@ -186,6 +186,24 @@ void database_implementer::rollback_transaction() {
   do_rollback_transaction();
 }
 
+void database_implementer::begin_savepoint() {
+  if (in_transaction_ || in_savepoint_) {
+    throw std::logic_error("A savepoint opens only where no transaction or savepoint is open.");
+  }
+  check_not_blocked();
+  do_begin_transaction(true);
+  in_savepoint_ = true;
+}
+
+void database_implementer::rollback_savepoint() {
+  if (!in_savepoint_) throw std::logic_error("There is no open savepoint to roll back.");
+  undoer_.reset();
+  in_transaction_ = false;
+  in_savepoint_ = false;
+  auto_id_loaded_ = false;
+  do_rollback_transaction();
+}
+
 save_policy_t database_implementer::save_policy() const {
   if (!in_transaction_) {
     throw std::logic_error(

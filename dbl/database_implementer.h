@@ -105,12 +105,22 @@ class database_implementer {
   // Drops the undoer, with its undo tables, and rolls back.
   void rollback_transaction();
   bool in_transaction() const { return in_transaction_; }
+  // Opens a savepoint: until rollback_savepoint(), transactions nest in it, so that a commit
+  // reaches only as far as the savepoint, and its rollback takes back every change since. Lets
+  // code that commits run and leave the database as it found it.
+  // Throws std::logic_error when a transaction or a savepoint is open already.
+  void begin_savepoint();
+  // Rolls back to where begin_savepoint() was, an open transaction included, and closes the
+  // savepoint. Throws std::logic_error when none is open.
+  void rollback_savepoint();
+  bool in_savepoint() const { return in_savepoint_; }
   // Throws std::logic_error outside a transaction.
   save_policy_t save_policy() const;
   bool undo_enabled() const { return in_transaction_ && !no_undo_; }
   // The undoer of the open transaction; null when it records no undo.
   const std::shared_ptr<transaction_undoer>& current_undoer() const { return undoer_; }
 
+  // Inside a savepoint these nest in it.
   virtual void do_begin_transaction(bool immediate) = 0;
   virtual void do_end_transaction() = 0;
   virtual void do_rollback_transaction() = 0;
@@ -162,6 +172,7 @@ class database_implementer {
 
  private:
   bool in_transaction_ = false;
+  bool in_savepoint_ = false;
   save_policy_t save_policy_ = merge_policy;
   bool no_undo_ = true;
   // Holds a database handle on this connection while the transaction is open; end and

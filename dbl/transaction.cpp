@@ -1,6 +1,7 @@
 #include "dbl/transaction.h"
 
 #include <stdexcept>
+#include <utility>
 
 #include "dbl/transaction_undoer.h"
 
@@ -42,6 +43,25 @@ void transaction::rollback() {
   if (!open_) throw std::logic_error("There is no open transaction to roll back.");
   open_ = false;
   db_.implementer().rollback_transaction();
+}
+
+savepoint::savepoint(database db) : db_(std::move(db)) {
+  db_.implementer().begin_savepoint();
+}
+
+savepoint::~savepoint() {
+  if (!open_) return;
+  try {
+    rollback();
+  } catch (...) {
+    // As for a transaction: closing the connection rolls back what is left.
+  }
+}
+
+void savepoint::rollback() {
+  if (!open_) throw std::logic_error("There is no open savepoint to roll back.");
+  open_ = false;
+  db_.implementer().rollback_savepoint();
 }
 
 }  // namespace dbl

@@ -43,4 +43,23 @@ class transaction {
   bool open_ = false;
 };
 
+// Holds the database as it was at construction: transactions begun on the connection while it
+// lives nest in it, and its rollback, or else its destruction, takes back all they did,
+// committed or not. Throws what database_implementer::begin_savepoint() throws.
+class savepoint {
+ public:
+  explicit savepoint(database db);
+  // Rolls back when still open; never throws.
+  ~savepoint();
+  savepoint(const savepoint&) = delete;
+  savepoint& operator=(const savepoint&) = delete;
+
+  // Throws std::logic_error when rolled back already.
+  void rollback();
+
+ private:
+  database db_;
+  bool open_ = true;
+};
+
 }  // namespace dbl

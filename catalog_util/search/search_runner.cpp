@@ -40,7 +40,8 @@ std::vector<int> find_media(const vael::connection_handle& handle, const search_
                         candidate_ids.end());
     chosen = std::make_unique<dbl::temporary_id_set>(vael::database_of(handle));
     chosen->add(candidate_ids);
-    table = chosen->table_name();
+    // Not every search's statement joins media_table, so the table itself keeps to media.
+    table = "(SELECT id FROM " + chosen->table_name() + " WHERE id IN " + every_media_table + ")";
   }
   const query_t query = search.build_query(handle, table);
   std::vector<int> ids;

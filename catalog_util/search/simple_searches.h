@@ -60,7 +60,7 @@ struct missing_file_search {
   std::vector<int> media_ids;
 };
 // Media of each kind that miss the tags marking an analysed asset of that kind.
-// REQUIRES: `image_tag_ids` is not empty, or the statement does not run.
+// Compiling throws std::runtime_error when `image_tag_ids` is empty.
 struct unanalyzed_asset_search {
   virtual ~unanalyzed_asset_search() = default;
   std::vector<int> image_tag_ids;

@@ -452,10 +452,11 @@ void location(const rule_context& c) {
            ".media_id = media_table.id" + " \tAND " + side + "_md_" + n +
            ".description_id = " + c.param(desc.c_str());
   }
-  sql += "\tWHERE";
+  // Without a box the rule keeps to media that have a location: no WHERE, which would
+  // otherwise stand empty.
   if (box) {
-    sql += " \t( long_md_" + n + ".value >= " + c.param(":long_value") + " AND long_md_" + n +
-           ".value < " + c.param(":long_value2") + ")" + " \tAND ( lat_md_" + n +
+    sql += "\tWHERE \t( long_md_" + n + ".value >= " + c.param(":long_value") + " AND long_md_" +
+           n + ".value < " + c.param(":long_value2") + ")" + " \tAND ( lat_md_" + n +
            ".value >= " + c.param(":lat_value") + " AND lat_md_" + n + ".value < " +
            c.param(":lat_value2") + " )";
     c.bind(":long_value", std::min(lon.low, lon.high));

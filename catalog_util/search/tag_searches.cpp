@@ -1,5 +1,6 @@
 // Statements of the searches that select by tags.
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -150,6 +151,10 @@ query_t search_build_query(const vael::connection_handle& handle, const history_
 
 query_t search_build_query(const vael::connection_handle& handle, const unanalyzed_asset_search& s,
                            const std::string& table) {
+  // Said here rather than by SQLite, of the empty block the statement would hold.
+  if (s.image_tag_ids.empty()) {
+    throw std::runtime_error("An unanalyzed asset search needs at least one image tag.");
+  }
   std::string sql = "SELECT DISTINCT id FROM " + table + " as id_table\n";
   sql += " WHERE\n";
   dbl::entry_data_vector values;

@@ -2,6 +2,7 @@
 // statement can hold the same clause for many terms.
 
 #include <algorithm>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -229,11 +230,14 @@ void append_term(std::string& sql, query_t& q, const vael::connection_handle& ha
       return;
     case 5: {
       const auto& m = boost::any_cast<const metadata_criteria&>(term.value);
+      // Such a search cannot run; said here rather than by SQLite, of a statement half made.
+      if (m.field < 0 || m.field > 5) {
+        throw std::runtime_error("A text search term names metadata field " +
+                                 std::to_string(m.field) + ", which is unknown.");
+      }
       sql +=
           " (SELECT DISTINCT m2md.media_id FROM media_to_metadata_table as m2md INNER JOIN "
           "metadata_string_table as md ON md.id = m2md.metadata_id AND md.description_id = ";
-      // Another field leaves the clause open, and the statement does not run.
-      if (m.field < 0 || m.field > 5) return;
       const metadata_field& field = fields[static_cast<std::size_t>(m.field)];
       sql += ":metadata_desc_id" + k;
       q.bind(":metadata_desc_id" + k, description_id(handle, field.identifier));
@@ -288,20 +292,25 @@ query_t search_build_query(const vael::connection_handle& handle, const smart_te
   for (const auto& entry : entries) {
     if (held<text_search_criteria>(entry, smart_text_search::term_entry) != nullptr) sql += "(";
   }
+  // The joiner goes in only between terms, so that no sequence of entries leaves the
+  // statement without one or with two.
   bool negate = false;
+  const char* joiner = nullptr;
   for (std::size_t k = 0; k < entries.size(); ++k) {
     if (const auto* o = held<operator_criteria>(entries[k], smart_text_search::operator_entry)) {
       if (o->op == operator_criteria::and_op) {
-        sql += " AND ";
+        if (joiner != nullptr) joiner = " AND ";
         negate = false;
       } else if (o->op == operator_criteria::or_op) {
-        sql += " OR ";
+        if (joiner != nullptr) joiner = " OR ";
         negate = false;
       } else if (o->op == operator_criteria::not_op) {
         negate = true;
       }
     } else if (const auto* t =
                    held<text_search_criteria>(entries[k], smart_text_search::term_entry)) {
+      if (joiner != nullptr) sql += joiner;
+      joiner = " AND ";
       sql += negate ? " media_table.id NOT in " : " media_table.id in ";
       append_term(sql, q, handle, *t, std::to_string(k));
       sql += ")";

@@ -93,8 +93,9 @@ struct operator_criteria {
 
 // What a user typed, parsed by the host into terms and operators, applied left to right:
 // "a OR b AND c" is "(a OR b) AND c". NOT negates the terms up to the next AND or OR.
-// Trailing operators are dropped; a search of no term matches nothing. `query_text` is the
-// typed text, stored for display only.
+// Terms side by side are joined by AND; of AND and OR in a row the last counts; operators
+// before the first term and after the last are dropped; a search of no term matches nothing.
+// `query_text` is the typed text, stored for display only.
 struct smart_text_search {
   enum : std::int32_t { term_entry = 0, operator_entry = 1 };
   // Each value holds a text_search_criteria (term_entry) or an operator_criteria.
@@ -123,8 +124,9 @@ struct simple_metadata_string_search {
 };
 
 // Compiling reads the catalog: tag names are looked up then, so a search follows renames
-// only when compiled again. Throws what the lookup throws, and std::logic_error when a
-// metadata description of the terms is missing. Reading refuses entry and term kinds that
+// only when compiled again. Throws what the lookup throws, std::logic_error when a
+// metadata description of the terms is missing, and std::runtime_error for a metadata term
+// of a field not listed above. Reading refuses entry and term kinds that
 // are not listed above ("bad cast" for an entry whose value is of another class).
 bool search_equals(const smart_text_search& a, const smart_text_search& b);
 std::string search_serialize(const smart_text_search& s);

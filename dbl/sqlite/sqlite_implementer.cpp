@@ -283,16 +283,27 @@ void sqlite_implementer::run(const std::string& sql) {
 }
 
 void sqlite_implementer::do_begin_transaction(bool immediate) {
-  run(immediate ? "BEGIN IMMEDIATE TRANSACTION" : "BEGIN TRANSACTION");
+  if (in_savepoint()) {
+    run("SAVEPOINT dbl_nested");
+  } else {
+    run(immediate ? "BEGIN IMMEDIATE TRANSACTION" : "BEGIN TRANSACTION");
+  }
 }
 
 void sqlite_implementer::do_end_transaction() {
-  run("END TRANSACTION");
+  run(in_savepoint() ? "RELEASE dbl_nested" : "END TRANSACTION");
 }
 
 void sqlite_implementer::do_rollback_transaction() {
-  // SQLite may have rolled back already, after an I/O error or a busy commit.
-  if (sqlite3_get_autocommit(db_) == 0) run("ROLLBACK TRANSACTION");
+  // SQLite may have rolled back already, after an I/O error or a busy commit; then the
+  // savepoint went with it.
+  if (sqlite3_get_autocommit(db_) != 0) return;
+  if (in_savepoint()) {
+    run("ROLLBACK TO dbl_nested");
+    run("RELEASE dbl_nested");
+  } else {
+    run("ROLLBACK TRANSACTION");
+  }
 }
 
 std::unique_ptr<prepared_statement> sqlite_implementer::prepare(const std::string& sql) {

@@ -150,6 +150,21 @@ TEST_F(Tags, ForestOfSeveralLevelsKeepsOrderFlagsAndNamespacesAndRefusesMisuse) 
   EXPECT_FALSE(vael::get_hierarchy_change_namespace(h()).is_valid());
 }
 
+TEST_F(Tags, ASavepointTakesBackCommittedTagsAlsoFromTheCacheAndTheSeenCounter) {
+  const int before = current();
+  int made = 0;
+  {
+    const vael::savepoint s(h());
+    made = new_root_tag("gone");
+    EXPECT_EQ(vael::get_tag(h(), made).get_name(), "gone");
+    EXPECT_EQ(current(), before + 1);
+  }
+  EXPECT_EQ(current(), before);
+  EXPECT_THROW(vael::get_tag(h(), made), std::logic_error);
+  EXPECT_EQ(new_root_tag("again"), made);
+  EXPECT_FALSE(c_.get().change_tracker().db_changed());
+}
+
 TEST_F(Tags, TaggingAndRemovalStampExactlyTheMediaAndTagsThatChangedAndRenumberSurvivors) {
   write([&] {
     anna.tag_media(m[0]);

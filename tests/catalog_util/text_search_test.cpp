@@ -231,6 +231,9 @@ TEST_F(TextSearch, TermsAndOperatorsFindWhatTheRowsSayAndReadBackAsWritten) {
       {"left to right", text(beach, OR, events_criteria{"wedding"}, AND, tag_criteria{"trip"}),
        both(either(tag("beach"), event("wedding")), tag("trip"))},
       {"trailing operator", text(beach, AND), tag("beach")},
+      {"terms side by side", text(beach, NOT, ann), both(tag("beach"), no(person("ann")))},
+      {"leading and doubled operators", text(AND, beach, AND, OR, ann),
+       either(tag("beach"), person("ann"))},
       {"only operators", text(NOT, OR), none},
       {"no entry", text(), none},
       {"names of many terms",
@@ -292,8 +295,10 @@ TEST_F(TextSearch, StoredFormsRestoreTheDateFlagAndRefuseWhatTheyCannotHold) {
         "(4294967297)", "(11)(15)99991231T320000"}) {
     EXPECT_THROW(read_stored_search(stored), std::runtime_error) << stored;
   }
-  EXPECT_THROW(find_media(h(), search_criteria(text(metadata_criteria{"a", 9}), 14)),
-               std::exception);
+  EXPECT_EQ(vael_test::message_of([&] {
+              find_media(h(), search_criteria(text(metadata_criteria{"a", 9}), 14));
+            }),
+            "A text search term names metadata field 9, which is unknown.");
 }
 
 }  // namespace

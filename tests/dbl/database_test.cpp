@@ -58,6 +58,30 @@ TEST_F(tag_db_test, TransactionsDoNotNestAndRollBackGivingTheirAutoIdsBack) {
   EXPECT_EQ(scalar(other, "SELECT COUNT(*) FROM tag_table"), 5);
 }
 
+TEST_F(tag_db_test, TransactionsNestInASavepointWhoseRollbackTakesBackTheirCommits) {
+  add_tag("before");
+  {
+    savepoint s(db_);
+    EXPECT_EQ(message_of([&] { savepoint again(db_); }),
+              "A savepoint opens only where no transaction or savepoint is open.");
+    EXPECT_EQ(add_tag("committed"), 2);
+    {
+      transaction t(db_);
+      t.begin();
+      save_tag("rolled back");
+    }
+    EXPECT_EQ(texts(db_, "SELECT name FROM tag_table"),
+              (std::vector<std::string>{"before", "committed"}));
+    transaction open(db_);
+    open.begin();
+    save_tag("open");
+    s.rollback();
+    EXPECT_FALSE(db_.in_transaction());
+  }
+  EXPECT_EQ(texts(db_, "SELECT name FROM tag_table"), (std::vector<std::string>{"before"}));
+  EXPECT_EQ(add_tag("after"), 2);
+}
+
 TEST_F(tag_db_test, ClosedHandlesAndTables) {
   EXPECT_TRUE(db_.table_exists("tag_table"));
   EXPECT_FALSE(db_.table_exists("nope"));
