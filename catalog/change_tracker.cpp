@@ -7,6 +7,7 @@
 #include "catalog/schema/schema_names.h"
 #include "dbl/query.h"
 #include "dbl/record.h"
+#include "dbl/temporary_table.h"
 
 namespace vael {
 namespace {
@@ -23,19 +24,13 @@ std::optional<dbl::entry_data_vector> counter_row(dbl::database& db) {
   return *row;
 }
 
-// The ids go in as one JSON array rather than through a temporary table: making and dropping
-// a table at every commit changes the schema, which makes SQLite compile every cached
-// statement of the connection again.
 void stamp(dbl::database& db, const char* table, const std::vector<int>& ids, int new_id) {
   if (ids.empty()) return;
-  std::string list = "[";
-  for (int id : ids) list += (list.size() > 1 ? "," : "") + std::to_string(id);
-  list += "]";
-  dbl::query update(db, std::string("UPDATE ") + table +
-                            " SET change_id = :new_id WHERE id IN (SELECT value FROM "
-                            "json_each(:ids))");
+  dbl::temporary_id_set set(db);
+  set.add(ids);
+  dbl::query update(db, std::string("UPDATE ") + table + " SET change_id = :new_id WHERE id IN " +
+                            set.table_name());
   update.bind(":new_id", dbl::entry_data(new_id));
-  update.bind(":ids", dbl::entry_data(list));
   update.execute();
 }
 
