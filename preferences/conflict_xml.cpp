@@ -19,6 +19,7 @@
 #include "environment/catalog_paths.h"
 #include "preferences/library_state.h"
 #include "preferences/sync_catalog.h"
+#include "preferences/sync_prefs_xml.h"
 #include "vantor/vantor.h"
 
 namespace vantor_prefs {
@@ -96,7 +97,10 @@ std::string local_text(const vael::connection_handle& handle, int media_id) {
   std::string text;
   try {
     const std::string filename = vael::media::get_media(handle, media_id).get_filename();
-    text += "<localdata><locallabel value = \"" + filename + "\"/>";
+    // Escaped, since a file may well be named "Tom & Jerry.jpg".
+    text += "<localdata><locallabel value = \"";
+    XmlEscape(filename, text);
+    text += "\"/>";
     text += date_text(local_date(handle, media_id));
 
     const std::string::size_type dot = filename.rfind('.');

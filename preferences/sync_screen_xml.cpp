@@ -49,8 +49,11 @@ void WriteOnlineTagTree(const std::vector<ksv_map>& tags, int height, std::strin
     if (title.empty()) continue;
     const std::string& online_id = text_of(tag, KSV::codes::srid);
     append_attribute(out, "\n<tag label =\"", title);
-    // Only the title is escaped: the other texts go out as the service gave them.
-    append_attribute(out, "\n parents =\"", text_of(tag, KSV::codes::thie));
+    // The parents text is escaped too: "A & B" would otherwise make the whole tree unreadable.
+    // The other texts are ids and type names of the service, written as it gave them.
+    std::string parents;
+    XmlEscape(text_of(tag, KSV::codes::thie), parents);
+    append_attribute(out, "\n parents =\"", parents);
     out += "\n localid =\"\"";
     append_attribute(out, "\n onlineid =\"", online_id);
     out += text_of(tag, KSV::codes::ttty) == "album group" ? "\n type =\"collection_group\""

@@ -334,7 +334,7 @@ TEST_F(SyncCatalogTest, ScreenOnlineTreeIsExactAndSharingDetailsAreKept) {
   ASSERT_EQ(r.code, VTL::success) << r.log;
   EXPECT_EQ(r.online,
             "O:<syncsettings><tagsdata><tagnamespace type = \"user_tag\">"
-            "\n<tag label =\"Trip &lt;1&gt;\"\n parents =\"Travel & more\"\n localid =\"\""
+            "\n<tag label =\"Trip &lt;1&gt;\"\n parents =\"Travel &amp; more\"\n localid =\"\""
             "\n onlineid =\"a1\"\n type =\"collection_group\"\n height =\"1\""
             "\n isLiveAlbum =\"false\">\n</tag>"
             "\n<tag label =\"Bare\"\n parents =\"\"\n localid =\"\"\n onlineid =\"a3\""
@@ -552,7 +552,7 @@ namespace pt = boost::posix_time;
 //   b "b.JPG", with both dates (the organizer's, with a fraction of a second, wins), a size
 //     and a height but no width;
 //   c "c.omb", with a file date, both sizes and both pixel dimensions;
-//   d "noext", with a size but no date.
+//   d "no&ext", with a size but no date.
 class ConflictXml : public SyncCatalogTest {
  protected:
   ConflictXml() {
@@ -568,7 +568,7 @@ class ConflictXml : public SyncCatalogTest {
       a_ = add("/pics/a.jpg");
       b_ = add("/pics/b.JPG");
       c_ = add("/pics/c.omb");
-      d_ = add("/pics/noext");
+      d_ = add("/pics/no&ext");
       // Metadata types: 1 an integer, 3 a date and time.
       auto set = [&](int media, const char* identifier, int type, const dbl::entry_data& value) {
         vael_util::create_media(h, identifier, type, media, value);
@@ -615,7 +615,7 @@ TEST_F(ConflictXml, DescribesTheTopOfEachItemWithItsOnlineFacts) {
 
   // d has no date but is described by what is known; 999 is unknown and gets no deletion.
   const std::string d_local =
-      "<localdata><locallabel value = \"noext\"/><localdate value = \"\"/>"
+      "<localdata><locallabel value = \"no&amp;ext\"/><localdate value = \"\"/>"
       "<localtime value = \"\"/><localfilesize value = \"5\"/><localpixel value = \"\"/>"
       "</localdata>";
   std::string out = "left over", reserved = "r";
