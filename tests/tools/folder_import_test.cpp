@@ -104,25 +104,6 @@ TEST_F(FolderImport, ImportsMediaWithTheirMetadataOnceAndKnowsTheirVolumes) {
             fs::canonical(box_.path("elsewhere/c.jpg")).string());
 }
 
-TEST_F(FolderImport, AnInterruptedImportKeepsFinishedBatchesAndNoHalfMadeMedia) {
-  for (const char* name : {"1.jpg", "2.jpg", "3.jpg"}) {
-    vantor_test::WriteJpeg(box_.path(std::string("catalog/pics/") + name));
-  }
-  vantor_cli::import_options options;
-  options.batch_size = 2;
-  options.progress = [](long long done, long long) {
-    if (done == 3) throw std::runtime_error("interrupted");
-  };
-  EXPECT_THROW(vantor_cli::import_folder(c_->handle(), box_.path("catalog/pics"), options),
-               std::runtime_error);
-  EXPECT_EQ(count("SELECT COUNT(*) FROM media_table"), 2);
-  EXPECT_EQ(count("SELECT COUNT(*) FROM media_to_metadata_table WHERE media_id NOT IN "
-                  "(SELECT id FROM media_table)"),
-            0);
-  EXPECT_EQ(vantor_cli::import_folder(c_->handle(), box_.path("catalog/pics")).imported, 1);
-  EXPECT_THROW(vantor_cli::import_folder(c_->handle(), box_.path("missing")), std::runtime_error);
-}
-
 // Crafted mount tables over folders of the sandbox: one disk shown by two subvolumes and a
 // bind mount, and a network share, each holding the same relative path; then one subvolume
 // mounted at another place.
