@@ -40,64 +40,20 @@ const sqlite3_io_methods& io(sqlite3_file* f) {
   return *real(f)->pMethods;
 }
 
-int f_close(sqlite3_file* f) {
-  return io(f).xClose(real(f));
+// The real file's method M with the same arguments; with a site, after the fault's turn.
+template <auto M, typename... A>
+auto pass(sqlite3_file* f, A... a) -> decltype((io(f).*M)(f, a...)) {
+  return (io(f).*M)(real(f), a...);
 }
-int f_read(sqlite3_file* f, void* p, int n, sqlite3_int64 at) {
-  return io(f).xRead(real(f), p, n, at);
-}
-int f_write(sqlite3_file* f, const void* p, int n, sqlite3_int64 at) {
-  if (const int rc = injected(fault_site::write)) return rc;
-  return io(f).xWrite(real(f), p, n, at);
-}
-int f_truncate(sqlite3_file* f, sqlite3_int64 size) {
-  if (const int rc = injected(fault_site::truncate)) return rc;
-  return io(f).xTruncate(real(f), size);
+template <auto M, fault_site S, typename... A>
+int faulty(sqlite3_file* f, A... a) {
+  if (const int rc = injected(S)) return rc;
+  return pass<M>(f, a...);
 }
 // Syncs are counted but not made: durability is the crash driver's business, and a real
 // sync per commit would make thousands of runs slow.
-int f_sync(sqlite3_file*, int) {
+int sync(sqlite3_file*, int) {
   return injected(fault_site::sync);
-}
-int f_size(sqlite3_file* f, sqlite3_int64* size) {
-  return io(f).xFileSize(real(f), size);
-}
-int f_lock(sqlite3_file* f, int level) {
-  if (const int rc = injected(fault_site::lock)) return rc;
-  return io(f).xLock(real(f), level);
-}
-int f_unlock(sqlite3_file* f, int level) {
-  return io(f).xUnlock(real(f), level);
-}
-int f_reserved(sqlite3_file* f, int* out) {
-  return io(f).xCheckReservedLock(real(f), out);
-}
-int f_control(sqlite3_file* f, int op, void* arg) {
-  return io(f).xFileControl(real(f), op, arg);
-}
-int f_sector(sqlite3_file* f) {
-  return io(f).xSectorSize(real(f));
-}
-int f_device(sqlite3_file* f) {
-  return io(f).xDeviceCharacteristics(real(f));
-}
-int f_shm_map(sqlite3_file* f, int page, int size, int extend, void volatile** out) {
-  return io(f).xShmMap(real(f), page, size, extend, out);
-}
-int f_shm_lock(sqlite3_file* f, int offset, int n, int flags) {
-  return io(f).xShmLock(real(f), offset, n, flags);
-}
-void f_shm_barrier(sqlite3_file* f) {
-  io(f).xShmBarrier(real(f));
-}
-int f_shm_unmap(sqlite3_file* f, int remove) {
-  return io(f).xShmUnmap(real(f), remove);
-}
-int f_fetch(sqlite3_file* f, sqlite3_int64 at, int n, void** out) {
-  return io(f).xFetch(real(f), at, n, out);
-}
-int f_unfetch(sqlite3_file* f, sqlite3_int64 at, void* p) {
-  return io(f).xUnfetch(real(f), at, p);
 }
 
 int v_open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* out_flags) {
@@ -107,25 +63,26 @@ int v_open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* o
   const int rc = g_real->xOpen(g_real, name, self->real, flags, out_flags);
   if (self->real->pMethods == nullptr) return rc;
   // Only the operations of the real file's version are offered, as SQLite checks iVersion.
+  using m = sqlite3_io_methods;
   self->methods = {self->real->pMethods->iVersion,
-                   f_close,
-                   f_read,
-                   f_write,
-                   f_truncate,
-                   f_sync,
-                   f_size,
-                   f_lock,
-                   f_unlock,
-                   f_reserved,
-                   f_control,
-                   f_sector,
-                   f_device,
-                   f_shm_map,
-                   f_shm_lock,
-                   f_shm_barrier,
-                   f_shm_unmap,
-                   f_fetch,
-                   f_unfetch};
+                   pass<&m::xClose>,
+                   pass<&m::xRead>,
+                   faulty<&m::xWrite, fault_site::write>,
+                   faulty<&m::xTruncate, fault_site::truncate>,
+                   sync,
+                   pass<&m::xFileSize>,
+                   faulty<&m::xLock, fault_site::lock>,
+                   pass<&m::xUnlock>,
+                   pass<&m::xCheckReservedLock>,
+                   pass<&m::xFileControl>,
+                   pass<&m::xSectorSize>,
+                   pass<&m::xDeviceCharacteristics>,
+                   pass<&m::xShmMap>,
+                   pass<&m::xShmLock>,
+                   pass<&m::xShmBarrier>,
+                   pass<&m::xShmUnmap>,
+                   pass<&m::xFetch>,
+                   pass<&m::xUnfetch>};
   self->base.pMethods = &self->methods;
   return rc;
 }
