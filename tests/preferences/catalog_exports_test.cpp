@@ -156,15 +156,10 @@ class SyncCatalogTest : public ::testing::Test {
  protected:
   SyncCatalogTest() {
     ::setenv("VANTOR_KSV_LIBRARY", VANTOR_TEST_KSV_LOCAL, 1);
-    ::setenv("VANTOR_KSV_LOCAL_STATE", env_.box().path("ksv.json").c_str(), 1);
     env_.write_strand(folder_, "ann", "t-1");
     write_state(R"({"ticket": "t-1"})");
     std::filesystem::create_directories(folder_);
     gSharedAlbums.clear();
-  }
-  ~SyncCatalogTest() override {
-    ::unsetenv("VANTOR_KSV_LIBRARY");
-    ::unsetenv("VANTOR_KSV_LOCAL_STATE");
   }
 
   void write_state(const std::string& json) const { env_.box().write_file("ksv.json", json); }

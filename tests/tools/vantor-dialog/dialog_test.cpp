@@ -28,7 +28,6 @@ class DialogTest : public ::testing::Test {
  protected:
   DialogTest() {
     ::setenv("VANTOR_KSV_LIBRARY", VANTOR_TEST_KSV_LOCAL, 1);
-    ::setenv("VANTOR_KSV_LOCAL_STATE", box_.path("ksv.json").c_str(), 1);
     ::setenv("XDG_DATA_DIRS", "/usr/local/share:/usr/share", 1);  // the MIME types, for import
     const QString strand = QStringLiteral("software\\norvane\\Strand");
     for (const auto& [name, value] : {std::pair{"UserName", "ann"}, std::pair{"UserId", "u-1"},
@@ -44,10 +43,6 @@ class DialogTest : public ::testing::Test {
     cli({"online", "add-album", "--title", "Family", "--type", "album group", "--online-id", "g"});
     cli({"online", "add-album", "--title", "Wedding", "--parents", "Family", "--online-id", "w"});
     cli({"online", "set-quota", "1000", "--used", "250"});
-  }
-  ~DialogTest() override {
-    ::unsetenv("VANTOR_KSV_LIBRARY");
-    ::unsetenv("VANTOR_KSV_LOCAL_STATE");
   }
 
   // Runs a CLI step that must succeed; gives its output.
