@@ -517,12 +517,6 @@ TEST_F(SyncCatalogTest, SaveLetsACatalogExceptionOutAndKeepsEarlierCommits) {
             "Before|1\n");
   EXPECT_TRUE(vantor_prefs::gTagSelectionStack.empty());
   EXPECT_EQ(vantor_prefs::gCatalogConnection, nullptr);
-
-  // The next save starts clean.
-  EXPECT_EQ(VTL::SaveSyncPrefs(selection(album("", "", "After", 1)), "p", "u-1"), VTL::success);
-  EXPECT_EQ(rows("SELECT p.name FROM tag_table t JOIN tag_table p ON p.id = t.parent_id "
-                 "WHERE t.name = 'After'"),
-            "collection_ns\n");
 }
 
 namespace pt = boost::posix_time;
