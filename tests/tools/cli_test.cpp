@@ -236,6 +236,7 @@ TEST_F(CliTest, RefusalsAreFramedAlikeAndChangeNothing) {
       {{"catalog", "upgrade", box_.path("notes.txt")}, "vantor: " + box_.path("notes.txt")},
       {{"catalog", "info", box_.path("empty.db")}, "vantor: " + box_.path("empty.db")},
       {{"catalog", "check", box_.path("missing.db")}, "vantor: no catalog file at"},
+      {{"catalog", "copy", box_.path("notes.txt"), catalog}, "vantor: " + box_.path("notes.txt")},
       // a stored search that does not read
       {{"search", catalog, "(15)"}, "vantor: cannot read the search text: No search_criteria"},
       {{"search", catalog, "(1)", "--in", "1,x"}, "vantor: each id of --in must be a whole"},
