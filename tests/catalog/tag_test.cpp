@@ -83,10 +83,6 @@ TEST_F(Tags, ForestOfSeveralLevelsKeepsOrderFlagsAndNamespacesAndRefusesMisuse) 
   EXPECT_EQ(column("media_is_ordered", rome.get_id()), 1);
   EXPECT_EQ(column("change_id", carl.get_id()), current());
 
-  std::vector<std::string> names;
-  for (const auto& ns : vael::get_custom_tag_namespaces(h())) names.push_back(ns.get_name());
-  EXPECT_EQ(names, (std::vector<std::string>{"stack_ns", "person_ns", "user_ns", "collection_ns"}));
-
   const vael::tag loaded = vael::get_tag(h(), carl.get_id());
   EXPECT_EQ(loaded.get_type_name(), "user_misc");
   EXPECT_EQ(loaded.get_parent().get_id(), kids.get_id());

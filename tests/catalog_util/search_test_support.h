@@ -4,6 +4,7 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <cctype>
 #include <string>
+#include <vector>
 
 #include "catalog_util/catalog_defaults.h"
 #include "catalog_util/search/search_implementer.h"
@@ -34,6 +35,15 @@ inline std::string lower(std::string s) {
 // Whether `s` holds `part`, whatever the case.
 inline bool has(const std::string& s, const std::string& part) {
   return lower(s).find(lower(part)) != std::string::npos;
+}
+
+// The ids of the rows that `match` picks, in the rows' order.
+template <typename Row, typename Match>
+std::vector<int> ids_where(const std::vector<Row>& rows, const Match& match) {
+  std::vector<int> out;
+  for (const Row& r : rows)
+    if (match(r)) out.push_back(r.id);
+  return out;
 }
 
 // A catalog in which the searches of the first registered version run.

@@ -104,13 +104,7 @@ class SimpleSearch : public search_catalog {
                                                {rows_[0].id, rows_[2].id, rows_[4].id}, "x"));
   }
 
-  ids where(const std::function<bool(const row&)>& match) const {
-    ids out;
-    for (const row& r : rows_) {
-      if (match(r)) out.push_back(r.id);
-    }
-    return out;
-  }
+  ids where(const std::function<bool(const row&)>& match) const { return ids_where(rows_, match); }
   bool carries(const row& r, const std::string& tag) const {
     // Holiday's subtree is the one with a child.
     return r.tags.count(tag) > 0 || (tag == "Holiday" && r.tags.count("Rome") > 0);
@@ -119,9 +113,7 @@ class SimpleSearch : public search_catalog {
   // The lower-cased name (`folder` false) or folder with its final "/".
   static std::string lower(const row& r, bool folder) {
     const std::size_t slash = r.path.rfind('/') + 1;
-    std::string part = folder ? r.path.substr(0, slash) : r.path.substr(slash);
-    std::transform(part.begin(), part.end(), part.begin(), ::tolower);
-    return part;
+    return vael_test::lower(folder ? r.path.substr(0, slash) : r.path.substr(slash));
   }
 
   std::vector<row> rows_;

@@ -20,12 +20,9 @@ using namespace vael_util;
 using ids = std::vector<int>;
 namespace mi = metadata_identifier;
 
+using vael_test::at;
 using vael_test::has;
 using vael_test::lower;
-
-pt::ptime d(unsigned short y, unsigned short m, unsigned short dd) {
-  return pt::ptime(boost::gregorian::date(y, m, dd));
-}
 
 constexpr std::int32_t AND = operator_criteria::and_op, OR = operator_criteria::or_op,
                        NOT = operator_criteria::not_op;
@@ -66,11 +63,15 @@ class TextSearch : public vael_test::search_catalog {
              {"Rome", type_name::user_place, ""}, {"Wedding", type_name::user_event, ""},
              {"Trip", type_name::collection, ""}, {"Bravo", type_name::user_misc, ""}};
     rows_ = {
-        {"/p/Beach_Day.jpg", {"Sand_Bar"}, {{0, "Sun over sea"}}, d(2014, 1, 5), d(2014, 1, 5)},
-        {"/p/beachXday.JPG", {"Beach", "Ann"}, {{1, "Canon"}}, d(2014, 2, 1), d(2014, 2, 1)},
-        {"/p/100%.png", {"100%", "Rome"}, {{5, "/home/a/my_trips"}}, d(2014, 1, 31), d(2014, 2, 1)},
+        {"/p/Beach_Day.jpg", {"Sand_Bar"}, {{0, "Sun over sea"}}, at(2014, 1, 5), at(2014, 1, 5)},
+        {"/p/beachXday.JPG", {"Beach", "Ann"}, {{1, "Canon"}}, at(2014, 2, 1), at(2014, 2, 1)},
+        {"/p/100%.png",
+         {"100%", "Rome"},
+         {{5, "/home/a/my_trips"}},
+         at(2014, 1, 31),
+         at(2014, 2, 1)},
         {"/q/1000.png", {"1000", "Wedding", "Trip"}, {{0, "a_b"}, {4, "Family"}}},
-        {"/q/-x.mov", {"Anne", "Alpha"}, {{3, "Bob"}, {2, "X100"}}, d(2015, 1, 1), d(2015, 1, 1)},
+        {"/q/-x.mov", {"Anne", "Alpha"}, {{3, "Bob"}, {2, "X100"}}, at(2015, 1, 1), at(2015, 1, 1)},
         {"/q/plain.mp3", {"Bravo"}, {{0, "axb"}, {5, "/home/a/myxtrips"}}},
     };
     write([&] {
@@ -117,7 +118,7 @@ class TextSearch : public vael_test::search_catalog {
   // The search finds the rows `m` picks, and its text reads back to an equal search that
   // writes the same text and compiles to the same statement.
   void expect_found_and_read_back(const char* name, const search_criteria& c, const match& m) {
-    EXPECT_EQ(find_media(h(), c), where(m)) << name;
+    EXPECT_EQ(find_media(h(), c), vael_test::ids_where(rows_, m)) << name;
     const std::string text = write_stored_search(c);
     const search_criteria back = read_stored_search(text);
     EXPECT_TRUE(back.equals(c)) << name << " " << text;
@@ -125,13 +126,6 @@ class TextSearch : public vael_test::search_catalog {
     EXPECT_EQ(back.build_query(h(), every_media_table).sql(),
               c.build_query(h(), every_media_table).sql())
         << name;
-  }
-  ids where(const match& m) const {
-    ids out;
-    for (const row& r : rows_) {
-      if (m(r)) out.push_back(r.id);
-    }
-    return out;
   }
   // The row carries a tag of one of the types whose name contains `name`, or a descendant.
   match tagged(const std::string& name, std::set<std::string> types) const {
@@ -193,8 +187,8 @@ TEST_F(TextSearch, TermsAndOperatorsFindWhatTheRowsSayAndReadBackAsWritten) {
   three.metadata_text = "bob";
   untagged = three;
   untagged.tag_text = "no such tag";
-  dates.begin = d(2014, 1, 1);
-  dates.end = d(2014, 2, 1);
+  dates.begin = at(2014, 1, 1);
+  dates.end = at(2014, 2, 1);
   dates.has_date = true;
   const tag_criteria beach{"beach"};
   const people_criteria ann{"ann"}, nobody{"nobody"};
@@ -275,7 +269,7 @@ TEST_F(TextSearch, SimpleMetadataStringSearchMatchesByKind) {
 
 TEST_F(TextSearch, StoredFormsRestoreTheDateFlagAndRefuseWhatTheyCannotHold) {
   const smart_text_search two =
-      text(all_criteria(), OR, date_criteria{d(2014, 1, 1), d(2014, 1, 2)});
+      text(all_criteria(), OR, date_criteria{at(2014, 1, 1), at(2014, 1, 2)});
   EXPECT_EQ(write_stored_search(search_criteria(two, 14)),
             "(14)(3)(0)(7)(0)(0)(0)(0)(14000101T000000,99991231T235959.999999)(1)(1)(0)(6)"
             "(20140101T000000,20140102T000000)(0)");

@@ -207,7 +207,6 @@ TEST_F(SyncPreviewTest, ComparesTheBytesThatGoWithTheQuotaLeft) {
 
 TEST_F(SyncPreviewTest, ReadsTheSignedInUsersPreferencesAndQuota) {
   ::setenv("VANTOR_KSV_LIBRARY", VANTOR_TEST_KSV_LOCAL, 1);
-  ::setenv("VANTOR_KSV_LOCAL_STATE", env_.box().path("ksv.json").c_str(), 1);
   env_.box().write_file("ksv.json", R"({"ticket": "t-1", "quota": 5000000, "storage_used": 7})");
   EXPECT_THROW(vantor_prefs::PreviewSyncOfCatalog(folder_), std::runtime_error) << "signed out";
 
@@ -223,8 +222,6 @@ TEST_F(SyncPreviewTest, ReadsTheSignedInUsersPreferencesAndQuota) {
 
   env_.box().write_file("ksv.json", R"({"ticket": "other"})");
   EXPECT_THROW(vantor_prefs::PreviewSyncOfCatalog(folder_), std::runtime_error) << "refused";
-  ::unsetenv("VANTOR_KSV_LIBRARY");
-  ::unsetenv("VANTOR_KSV_LOCAL_STATE");
 }
 
 }  // namespace

@@ -33,6 +33,10 @@ sandbox::sandbox() {
     std::filesystem::create_directories(path(folder));
     ::setenv(name, path(folder).c_str(), 1);
   }
+  for (const char* name : {"VANTOR_KSV_LIBRARY", "VANTOR_KSV_LOCAL_STATE"})
+    saved_.emplace_back(name, std::getenv(name) ? std::getenv(name) : kUnset);
+  ::unsetenv("VANTOR_KSV_LIBRARY");
+  ::setenv("VANTOR_KSV_LOCAL_STATE", path("ksv.json").c_str(), 1);
 }
 
 sandbox::~sandbox() {

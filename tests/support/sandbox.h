@@ -7,7 +7,8 @@
 namespace vantor_test {
 
 // A private world for one test: a new temporary folder that stands in for HOME, the settings
-// root and the XDG folders while the object lives. The previous environment comes back and
+// root and the XDG folders while the object lives; no membership client is chosen, and the
+// reference client's state is root()/ksv.json. The previous environment comes back and
 // the folder is removed on destruction.
 // REQUIRES: one sandbox at a time per process.
 class sandbox {

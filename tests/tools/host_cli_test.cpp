@@ -18,14 +18,7 @@ namespace {
 
 class HostCliTest : public ::testing::Test {
  protected:
-  HostCliTest() {
-    ::setenv("VANTOR_KSV_LIBRARY", VANTOR_TEST_KSV_LOCAL, 1);
-    ::setenv("VANTOR_KSV_LOCAL_STATE", box_.path("ksv.json").c_str(), 1);
-  }
-  ~HostCliTest() override {
-    ::unsetenv("VANTOR_KSV_LIBRARY");
-    ::unsetenv("VANTOR_KSV_LOCAL_STATE");
-  }
+  HostCliTest() { ::setenv("VANTOR_KSV_LIBRARY", VANTOR_TEST_KSV_LOCAL, 1); }
 
   // Runs the CLI with `args` (already quoted for the shell); gives the exit status and output.
   std::pair<int, std::string> run(const std::string& args) {

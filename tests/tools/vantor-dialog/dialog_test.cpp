@@ -1,7 +1,6 @@
 // The reference host's dialogs over a catalog, a signed-in user and the reference membership
 // client, all set up through the CLI in a sandbox; what Save does is read back with SQLite.
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
 #include <QApplication>
 #include <QCheckBox>
@@ -17,6 +16,7 @@
 #include <string>
 
 #include "tests/support/sandbox.h"
+#include "tests/support/sql_rows.h"
 #include "tools/vantor-dialog/conflict_dialog.h"
 #include "tools/vantor-dialog/preferences_dialog.h"
 
@@ -28,7 +28,6 @@ class DialogTest : public ::testing::Test {
  protected:
   DialogTest() {
     ::setenv("VANTOR_KSV_LIBRARY", VANTOR_TEST_KSV_LOCAL, 1);
-    ::setenv("VANTOR_KSV_LOCAL_STATE", box_.path("ksv.json").c_str(), 1);
     ::setenv("XDG_DATA_DIRS", "/usr/local/share:/usr/share", 1);  // the MIME types, for import
     const QString strand = QStringLiteral("software\\norvane\\Strand");
     for (const auto& [name, value] : {std::pair{"UserName", "ann"}, std::pair{"UserId", "u-1"},
@@ -45,10 +44,6 @@ class DialogTest : public ::testing::Test {
     cli({"online", "add-album", "--title", "Wedding", "--parents", "Family", "--online-id", "w"});
     cli({"online", "set-quota", "1000", "--used", "250"});
   }
-  ~DialogTest() override {
-    ::unsetenv("VANTOR_KSV_LIBRARY");
-    ::unsetenv("VANTOR_KSV_LOCAL_STATE");
-  }
 
   // Runs a CLI step that must succeed; gives its output.
   QString cli(const QStringList& args) const {
@@ -59,22 +54,8 @@ class DialogTest : public ::testing::Test {
                                << p.readAllStandardError().toStdString();
     return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
   }
-  // The rows of `sql`, columns joined by '|', each ended by '\n'.
   std::string rows(const std::string& sql) const {
-    sqlite3* db = nullptr;
-    EXPECT_EQ(sqlite3_open_v2(catalog_.toUtf8(), &db, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
-    std::string out;
-    auto add = [](void* text, int n, char** values, char**) {
-      for (int i = 0; i < n; ++i) {
-        *static_cast<std::string*>(text) +=
-            std::string(i ? "|" : "") + (values[i] ? values[i] : "");
-      }
-      *static_cast<std::string*>(text) += "\n";
-      return 0;
-    };
-    EXPECT_EQ(sqlite3_exec(db, sql.c_str(), add, &out, nullptr), SQLITE_OK) << sql;
-    sqlite3_close(db);
-    return out;
+    return vantor_test::sql_rows(catalog_.toStdString(), sql);
   }
   template <class W>
   static W& find(const QWidget& parent, const char* name) {
