@@ -14,6 +14,7 @@ import argparse
 import hashlib
 import os
 import re
+import shutil
 import sqlite3
 import subprocess
 import sys
@@ -21,6 +22,9 @@ import tempfile
 
 CATALOG_NAMES = {"CATALOG", "FILE", "SOURCE"}
 FOLDER_NAMES = {"CATALOG_FOLDER", "FOLDER", "TARGET"}
+# Commands that take a catalog's place but no catalog: they may go through on any file there.
+READS_NO_CATALOG = {"prefs show", "settings set", "sync-catalog set", "sample-photos",
+                    "catalog create"}
 CRASH_WORDS = ("AddressSanitizer", "runtime error:", "terminate called", "Segmentation", "LeakSanitizer")
 
 
@@ -39,7 +43,7 @@ def leaves(vantor, env, path=()):
             if s != "help":
                 yield from leaves(vantor, env, (*path, s))
         return
-    usage = re.search(r"^Usage: .*?\[OPTIONS\]\s*(.*)$", text, re.M)
+    usage = re.search(r"^Usage: .*?\[OPTIONS\][ \t]*(.*)$", text, re.M)
     positionals = re.findall(r"\[?([A-Z_][A-Z_.0-9]*)(?:\.\.\.)?\]?", usage.group(1)) if usage else []
     required = re.findall(r"^\s+(--[a-z-]+) TEXT REQUIRED", text, re.M)
     yield path, positionals, required
@@ -122,9 +126,10 @@ def main():
                 return text
             return plain
 
-        def attempt(path, argv):
+        def attempt(path, argv, refuse=False):
             nonlocal runs
             runs += 1
+            shutil.rmtree(root + "/missing", ignore_errors=True)
             before = snapshot(root)
             try:
                 p = subprocess.run([args.vantor, *argv], env=env, capture_output=True,
@@ -140,6 +145,8 @@ def main():
                 failures.append("%s: refused without a message: %r" % (label, err[-200:]))
             # A refusal changes nothing; a command that went through may change only what
             # it is about, never the bad inputs.
+            if refuse and p.returncode == 0 and " ".join(path) not in READS_NO_CATALOG:
+                failures.append("%s: a bad catalog went through" % label)
             after = snapshot(root)
             changed = [f for f, s in before.items() if after.get(f) != s and
                        (p.returncode != 0 or f in bad_files)]
@@ -153,7 +160,8 @@ def main():
                 options += [option, texts["xml"] if option != "--folder" else root + "/folder"]
             for kind, catalog in catalogs.items():
                 attempt(path, [*path, *[fill(n, catalog, texts["json"], "1") for n in positionals],
-                               *options])
+                               *options],
+                        refuse=any(n in CATALOG_NAMES | FOLDER_NAMES for n in positionals))
             for plain in ("", "x" * 100000):
                 attempt(path, [*path, *[fill(n, catalogs["truncated"], plain, plain)
                                         for n in positionals], *options])
