@@ -5,7 +5,7 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <filesystem>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
@@ -48,41 +48,99 @@ std::string get_sync_data_folder_path(const std::string& product) {
   return vantor_env::GetAppDataFolder(false, product, "");
 }
 
-int set_album_dirty_if_exists(const int& tagId, bool dirty) {
+namespace {
+
+// Which file a path named when it was opened: a file replaced under the same path is another.
+struct file_identity {
+  std::string path;
+  dev_t device = 0;
+  ino_t inode = 0;
+
+  bool same(const std::string& other, const struct stat& info) const {
+    return path == other && device == info.st_dev && inode == info.st_ino;
+  }
+  void set(const std::string& other, const struct stat& info) {
+    path = other;
+    device = info.st_dev;
+    inode = info.st_ino;
+  }
+};
+
+// What the album functions need of the store.
+enum class store_use { read, write, create };
+
+// The store the album functions last opened, kept open for the process: a save touches the
+// store several times per album, and each opening reads its schema and checks it in a write
+// transaction of its own. It stands while the path names the same file (device and inode),
+// and a store opened only for reading is opened again for a write.
+class kept_store {
+ public:
+  // The store at `path`; nullptr when there is no file and `use` does not create one. Throws
+  // std::runtime_error.
+  album_store* get(const std::string& path, store_use use) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) {
+      clear();
+      if (use != store_use::create) return nullptr;
+    } else if (store_ && file_.same(path, info) && (writable_ || use == store_use::read)) {
+      return store_.get();
+    }
+    clear();
+    // Opening for a write also makes the table, so both go through the creating open.
+    auto store = std::make_unique<album_store>(path, use != store_use::read);
+    if (::stat(path.c_str(), &info) != 0) throw std::runtime_error("album store: lost " + path);
+    store_ = std::move(store);
+    file_.set(path, info);
+    writable_ = use != store_use::read;
+    return store_.get();
+  }
+
+  void clear() { store_.reset(); }
+
+ private:
+  std::unique_ptr<album_store> store_;
+  file_identity file_;
+  bool writable_ = false;
+};
+
+std::mutex kept_store_mutex;
+kept_store kept;
+
+// Runs `use` on the store at the store's path, under the lock; a failure is logged and closes
+// the store, so that the next call starts from the file again.
+template <typename Action>
+int with_store(store_use use, Action action) {
+  const std::lock_guard<std::mutex> lock(kept_store_mutex);
   try {
-    // No store yet means no album to mark, and is no reason to make one.
-    const std::string path = album_store_path();
-    if (!std::filesystem::exists(path)) return kAlbumOk;
-    album_store(path, true).set_dirty(tagId, dirty);
+    album_store* store = kept.get(album_store_path(), use);
+    if (store != nullptr) action(*store);
     return kAlbumOk;
   } catch (const std::exception& e) {
+    kept.clear();
     vantor_env::DebugLog(e.what());
     return kAlbumStoreError;
   }
+}
+
+}  // namespace
+
+int set_album_dirty_if_exists(const int& tagId, bool dirty) {
+  // No store yet means no album to mark, and is no reason to make one.
+  return with_store(store_use::write, [&](album_store& store) { store.set_dirty(tagId, dirty); });
 }
 
 int create_or_replace_sync_tag_info(int tagId, const std::string& onlineId, unsigned changeId,
                                     const std::string& first, const std::string& second) {
-  try {
-    album_store(album_store_path(), true).put({tagId, onlineId, changeId, first, second, false});
-    return kAlbumOk;
-  } catch (const std::exception& e) {
-    vantor_env::DebugLog(e.what());
-    return kAlbumStoreError;
-  }
+  return with_store(store_use::create, [&](album_store& store) {
+    store.put({tagId, onlineId, changeId, first, second, false});
+  });
 }
 
 int get_unfinished_sync_tag_ids(const std::string& onlineId, std::vector<int>& tagIds) {
-  try {
-    const std::string path = album_store_path();
-    if (!std::filesystem::exists(path)) return kAlbumOk;
-    for (const album_record& r : album_store(path, false).all())
+  return with_store(store_use::read, [&](album_store& store) {
+    for (const album_record& r : store.all())
       if (r.online_id == onlineId && r.change_id == 0) tagIds.push_back(r.tag_id);
-    return kAlbumOk;
-  } catch (const std::exception& e) {
-    vantor_env::DebugLog(e.what());
-    return kAlbumStoreError;
-  }
+  });
 }
 
 namespace {
@@ -98,13 +156,11 @@ class store_snapshot {
   // The online id of `tag_id`, reading the store again when it changed. Throws
   // std::runtime_error.
   std::optional<std::string> find(const std::string& path, const struct stat& info, int tag_id) {
-    if (!file_ || path_ != path || device_ != info.st_dev || inode_ != info.st_ino) {
+    if (!file_ || !identity_.same(path, info)) {
       clear();
       file_.reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
       if (!file_) throw std::runtime_error("album store: cannot open " + path);
-      path_ = path;
-      device_ = info.st_dev;
-      inode_ = info.st_ino;
+      identity_.set(path, info);
     }
     const std::uint32_t counter = change_counter();
     if (!loaded_ || counter != counter_) {
@@ -148,9 +204,7 @@ class store_snapshot {
   }
 
   file file_;
-  std::string path_;
-  dev_t device_ = 0;
-  ino_t inode_ = 0;
+  file_identity identity_;
   bool loaded_ = false;
   std::uint32_t counter_ = 0;
   std::unordered_map<int, std::string> online_ids_;
