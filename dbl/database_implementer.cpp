@@ -111,6 +111,53 @@ std::string database_implementer::unique_table_name(const std::string& base) {
   return base + std::to_string(++table_name_counter_);
 }
 
+std::string database_implementer::acquire_id_table() {
+  sql_request request;
+  if (!free_id_tables_.empty()) {
+    const std::string name = free_id_tables_.back();
+    free_id_tables_.pop_back();
+    // A transaction rolled back after the last set let go may have brought its rows back.
+    const std::string sql = "DELETE FROM " + name;
+    request.sql = sql;
+    try {
+      execute(request);
+    } catch (...) {
+      free_id_tables_.push_back(name);
+      throw;
+    }
+    return name;
+  }
+  table_description table(unique_table_name("_dbl_temp"), 1);
+  table.add_column(column_description("id", typeid(int), 0, not_null, in_primary_key, not_indexed));
+  create_temporary_table(table);
+  standing_id_tables_.insert(table.name());
+  if (in_transaction_ || in_savepoint_) unsettled_id_tables_.push_back(table.name());
+  return table.name();
+}
+
+void database_implementer::release_id_table(const std::string& name) noexcept {
+  if (standing_id_tables_.count(name) == 0) return;
+  try {
+    const std::string sql = "DELETE FROM " + name;
+    sql_request request;
+    request.sql = sql;
+    execute(request);
+  } catch (...) {
+    // The next acquire empties it.
+  }
+  free_id_tables_.push_back(name);
+}
+
+void database_implementer::discard_unsettled_id_tables() {
+  for (const std::string& name : unsettled_id_tables_) {
+    standing_id_tables_.erase(name);
+    free_id_tables_.erase(std::remove(free_id_tables_.begin(), free_id_tables_.end(), name),
+                          free_id_tables_.end());
+    tables_.erase(name);
+  }
+  unsettled_id_tables_.clear();
+}
+
 void database_implementer::ensure_auto_id_table() {
   if (table_exists(kAutoIdTable)) {
     if (tables_.find(kAutoIdTable) == tables_.end()) register_table(auto_id_table_description());
@@ -174,6 +221,7 @@ std::shared_ptr<transaction_undoer> database_implementer::end_transaction() {
     if (lil::timers_enabled()) end_timer.emplace("dbl::sqlite_implementer::do_end_transaction");
     do_end_transaction();
   }
+  if (!in_savepoint_) unsettled_id_tables_.clear();
   in_transaction_ = false;
   auto_id_loaded_ = false;
   return std::move(undoer_);
@@ -183,6 +231,7 @@ void database_implementer::rollback_transaction() {
   undoer_.reset();
   in_transaction_ = false;
   auto_id_loaded_ = false;
+  discard_unsettled_id_tables();
   do_rollback_transaction();
 }
 
@@ -201,6 +250,7 @@ void database_implementer::rollback_savepoint() {
   in_transaction_ = false;
   in_savepoint_ = false;
   auto_id_loaded_ = false;
+  discard_unsettled_id_tables();
   do_rollback_transaction();
 }
 

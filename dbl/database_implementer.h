@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -94,6 +95,13 @@ class database_implementer {
   // The columns of other tables that point at `table`; empty when none.
   const std::vector<table_reference>& references_to(const std::string& table) const;
   std::string unique_table_name(const std::string& base);
+  // The temporary id tables behind temporary_id_set, kept for the connection once made: a table
+  // made and dropped for every set would be a schema change at every commit, and a rollback
+  // after one makes SQLite compile every cached statement again. Acquiring gives an empty
+  // table, "_dbl_temp" plus a number, for the caller alone until it is released.
+  std::string acquire_id_table();
+  // Empties the table for the next set; never throws.
+  void release_id_table(const std::string& name) noexcept;
 
   // Transactions.
   // Throws std::logic_error when a transaction is open already; a failure leaves none open.
@@ -165,6 +173,8 @@ class database_implementer {
 
  protected:
   void ensure_auto_id_table();
+  // Forgets the id tables made in a transaction that is rolled back.
+  void discard_unsettled_id_tables();
   void create_table_with(const table_description& table, bool temporary);
 
   bool blocked_ = false;
@@ -183,6 +193,11 @@ class database_implementer {
   std::map<std::string, table_description, std::less<>> tables_;
   std::map<std::string, std::vector<table_reference>, std::less<>> references_;
   std::uint32_t table_name_counter_ = 0;
+  // Id tables that stand: free for the next set, or made in the open transaction and so gone
+  // if it rolls back.
+  std::set<std::string> standing_id_tables_;
+  std::vector<std::string> free_id_tables_;
+  std::vector<std::string> unsettled_id_tables_;
   std::thread::id owner_thread_;
 };
 

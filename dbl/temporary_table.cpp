@@ -19,18 +19,13 @@ temporary_table_scope::~temporary_table_scope() {
   }
 }
 
-const temporary_table_scope& temporary_id_set::scope() {
-  if (scope_ == nullptr) {
-    table_description table(db_.unique_table_name("_dbl_temp"), 1);
-    table.add_column(
-        column_description("id", typeid(int), 0, not_null, in_primary_key, not_indexed));
-    scope_ = std::make_unique<temporary_table_scope>(db_, std::move(table));
-  }
-  return *scope_;
+temporary_id_set::~temporary_id_set() {
+  if (!name_.empty() && db_.is_open()) db_.implementer().release_id_table(name_);
 }
 
 const std::string& temporary_id_set::table_name() {
-  return scope().name();
+  if (name_.empty()) name_ = db_.implementer().acquire_id_table();
+  return name_;
 }
 
 void temporary_id_set::add(std::vector<int> ids) {

@@ -30,11 +30,15 @@ class temporary_table_scope {
 };
 
 // A set of ints kept in a temporary table of one column `id` (the primary key, so a
-// duplicate fails), for passing long id lists to SQL by name. The table is made on first use
-// and dropped with the set; a set never used makes none.
+// duplicate fails), for passing long id lists to SQL by name. The table is the connection's
+// (database_implementer::acquire_id_table), taken on first use and emptied and handed back
+// when the set goes; a set never used takes none.
 class temporary_id_set {
  public:
   explicit temporary_id_set(database db) : db_(std::move(db)) {}
+  ~temporary_id_set();
+  temporary_id_set(const temporary_id_set&) = delete;
+  temporary_id_set& operator=(const temporary_id_set&) = delete;
 
   void add(std::vector<int> ids);
   void remove(std::vector<int> ids);
@@ -42,10 +46,8 @@ class temporary_id_set {
   const std::string& table_name();
 
  private:
-  const temporary_table_scope& scope();
-
   database db_;
-  std::unique_ptr<temporary_table_scope> scope_;
+  std::string name_;  // empty until first use
 };
 
 }  // namespace dbl

@@ -373,15 +373,23 @@ std::unique_ptr<sql_result_t> sqlite_implementer::execute_query(const sql_reques
 void sqlite_implementer::execute_for_ints(const sql_request& request,
                                           const std::vector<int>& ints) {
   check_not_blocked();
-  lease statement = acquire(request);
-  sqlite3_stmt* h = statement->handle();
-  for (const int value : ints) {
-    check_bind(sqlite3_bind_int(h, 1, value), db_);
-    int rc;
-    while ((rc = statement->step()) == SQLITE_ROW) {
+  for (int attempt = 0;; ++attempt) {
+    try {
+      lease statement = acquire(request);
+      sqlite3_stmt* h = statement->handle();
+      for (const int value : ints) {
+        check_bind(sqlite3_bind_int(h, 1, value), db_);
+        int rc;
+        while ((rc = statement->step()) == SQLITE_ROW) {
+        }
+        if (rc != SQLITE_DONE) fail(rc);
+        sqlite3_reset(h);
+      }
+      return;
+    } catch (const prepared_query_expired_error&) {
+      // Only the first step can meet a changed schema: nothing ran yet.
+      if (attempt > 0) throw;
     }
-    if (rc != SQLITE_DONE) fail(rc);
-    sqlite3_reset(h);
   }
 }
 
