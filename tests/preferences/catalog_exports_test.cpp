@@ -575,23 +575,21 @@ std::string element(const std::string& name, int asked, int top, const std::stri
          std::to_string(top) + "\"/>" + body + "</" + tag + ">";
 }
 
+// The <localdata> of one media: label, date, time, file size and pixel dimensions.
+std::string local_data(const std::string& label, const std::string& date, const std::string& time,
+                       const std::string& size, const std::string& pixels) {
+  return "<localdata><locallabel value = \"" + label + "\"/><localdate value = \"" + date +
+         "\"/><localtime value = \"" + time + "\"/><localfilesize value = \"" + size +
+         "\"/><localpixel value = \"" + pixels + "\"/></localdata>";
+}
+
 TEST_F(ConflictXml, DescribesTheTopOfEachItemWithItsOnlineFacts) {
   const std::string folder = env_.box().path("conflicts") + "/";
   env_.box().write_file("conflicts/" + std::to_string(a_) + "/online.xml", "<online n=\"1\"/>\n");
-  const std::string b_local =
-      "<localdata><locallabel value = \"b.JPG\"/><localdate value = \"31/12/2020\"/>"
-      "<localtime value = \"23:59:58\"/><localfilesize value = \"10\"/>"
-      "<localpixel value = \"\"/></localdata>";
-  const std::string c_local =
-      "<localdata><locallabel value = \"c.omb\"/><localdate value = \"5/3/2014\"/>"
-      "<localtime value = \"7:8:9\"/><localfilesize value = \"777\"/>"
-      "<localpixel value = \"1024x768\"/></localdata>";
-
+  const std::string b_local = local_data("b.JPG", "31/12/2020", "23:59:58", "10", "");
+  const std::string c_local = local_data("c.omb", "5/3/2014", "7:8:9", "777", "1024x768");
   // d has no date but is described by what is known; 999 is unknown and gets no deletion.
-  const std::string d_local =
-      "<localdata><locallabel value = \"no&amp;ext\"/><localdate value = \"\"/>"
-      "<localtime value = \"\"/><localfilesize value = \"5\"/><localpixel value = \"\"/>"
-      "</localdata>";
+  const std::string d_local = local_data("no&amp;ext", "", "", "5", "");
   std::string out = "left over", reserved = "r";
   ASSERT_EQ(VTL::GetManualConflictResolutionXML({a_, c_, d_}, {b_, 999, d_}, out, folder, reserved),
             VTL::success);
