@@ -178,7 +178,9 @@ class Faults : public ::testing::Test {
         kept.reset();
         const std::string after = dump(catalog());
         EXPECT_EQ(after.rfind("ok|\n", 0), 0u) << where << after.substr(0, 200);
-        if (op.one_transaction) EXPECT_EQ(after, before) << where;
+        if (op.one_transaction) {
+          EXPECT_EQ(after, before) << where;
+        }
         EXPECT_EQ(files_in(folder()), names) << where;
         op.run(catalog(), kept);
         kept.reset();
