@@ -1,7 +1,9 @@
 #include "catalog_util/catalog_files.h"
 
+#include <signal.h>
 #include <unistd.h>
 
+#include <boost/lexical_cast.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -44,6 +46,28 @@ opened_file open_existing(const std::string& path) {
   }
 }
 
+// Removes the temporaries of `path` ("<path>.<pid>.new" and its journal) that a build killed
+// before its end left behind: those whose process is gone from this machine.
+void remove_stale_temporaries(const std::string& path) {
+  const fs::path target(path);
+  const std::string prefix = target.filename().string() + ".";
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(target.parent_path(), error)) {
+    const std::string name = entry.path().filename().string();
+    if (name.compare(0, prefix.size(), prefix) != 0) continue;
+    const std::size_t end = name.find(".new", prefix.size());
+    const std::string tail = end == std::string::npos ? "" : name.substr(end);
+    pid_t pid = 0;
+    if ((tail != ".new" && tail != ".new-journal") ||
+        !boost::conversion::try_lexical_convert(name.substr(prefix.size(), end - prefix.size()),
+                                                pid) ||
+        pid <= 0 || pid == ::getpid()) {
+      continue;
+    }
+    if (::kill(pid, 0) != 0 && errno == ESRCH) fs::remove(entry.path(), error);
+  }
+}
+
 // Builds a new file with `fill` on the open database, then `finish` on the closed file's path,
 // under a temporary name that is linked into place at the end.
 void build_new_file(const std::string& path, const std::function<void(dbl::database&)>& fill,
@@ -58,6 +82,7 @@ void build_new_file(const std::string& path, const std::function<void(dbl::datab
     std::remove(temporary.c_str());
     std::remove((temporary + "-journal").c_str());
   };
+  remove_stale_temporaries(path);
   remove_temporary();
   try {
     dbl::sqlite_database db(temporary);

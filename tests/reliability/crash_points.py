@@ -295,6 +295,8 @@ def check_operation(world, op, args, rng, figures):
             p = world.run(*op.command(work), check=False)
             assert p.returncode == 0, "%s, %s, run again: %s" % (op.name, label, p.stderr)
             assert op.state(work) == "after", "%s, %s: run again ends short" % (op.name, label)
+            litter = [n for n in os.listdir(work) if n.endswith((".new", ".new-journal"))]
+            assert not litter, "%s, %s: run again left %s" % (op.name, label, litter)
 
 
 def main():
