@@ -159,6 +159,10 @@ TEST_F(tag_db_test, SqlTexts) {
        "CREATE TEMPORARY TABLE tag_table (\n\tid INTEGER UNIQUE,\n\tname TEXT NOT "
        "NULL,\n\tparent_id INTEGER,\n\tflag INTEGER NOT NULL,\n\tdata BLOB,\n\twhen_done "
        "TEXT\n\t,\tPRIMARY KEY (id)\n)"},
+      {"create", create_table_sql(impl, tags, false),
+       "CREATE TABLE tag_table (\n\tid INTEGER UNIQUE,\n\tname TEXT NOT NULL,\n\tparent_id "
+       "INTEGER,\n\tflag INTEGER NOT NULL,\n\tdata BLOB,\n\twhen_done TEXT\n\t,\tPRIMARY KEY "
+       "(id),\n\tFOREIGN KEY (parent_id) REFERENCES tag_table(id)\n)"},
       {"indexes", boost::algorithm::join(create_index_sqls(tags), ";"),
        "CREATE INDEX index_tag_table_name ON tag_table(name);CREATE INDEX "
        "index_tag_table_parent_id ON tag_table(parent_id);CREATE INDEX tag_name_parent ON "
