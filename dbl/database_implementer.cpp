@@ -111,16 +111,20 @@ std::string database_implementer::unique_table_name(const std::string& base) {
   return base + std::to_string(++table_name_counter_);
 }
 
-std::string database_implementer::acquire_id_table() {
+void database_implementer::empty_id_table(const std::string& name) {
+  const std::string sql = "DELETE FROM " + name;
   sql_request request;
+  request.sql = sql;
+  execute(request);
+}
+
+std::string database_implementer::acquire_id_table() {
   if (!free_id_tables_.empty()) {
     const std::string name = free_id_tables_.back();
     free_id_tables_.pop_back();
     // A transaction rolled back after the last set let go may have brought its rows back.
-    const std::string sql = "DELETE FROM " + name;
-    request.sql = sql;
     try {
-      execute(request);
+      empty_id_table(name);
     } catch (...) {
       free_id_tables_.push_back(name);
       throw;
@@ -138,10 +142,7 @@ std::string database_implementer::acquire_id_table() {
 void database_implementer::release_id_table(const std::string& name) noexcept {
   if (standing_id_tables_.count(name) == 0) return;
   try {
-    const std::string sql = "DELETE FROM " + name;
-    sql_request request;
-    request.sql = sql;
-    execute(request);
+    empty_id_table(name);
   } catch (...) {
     // The next acquire empties it.
   }

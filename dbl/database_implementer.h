@@ -173,6 +173,7 @@ class database_implementer {
 
  protected:
   void ensure_auto_id_table();
+  void empty_id_table(const std::string& name);
   // Forgets the id tables made in a transaction that is rolled back.
   void discard_unsettled_id_tables();
   void create_table_with(const table_description& table, bool temporary);

@@ -80,8 +80,10 @@ class kept_store {
   album_store* get(const std::string& path, store_use use) {
     struct stat info {};
     if (::stat(path.c_str(), &info) != 0) {
-      clear();
-      if (use != store_use::create) return nullptr;
+      if (use != store_use::create) {
+        clear();
+        return nullptr;
+      }
     } else if (store_ && file_.same(path, info) && (writable_ || use == store_use::read)) {
       return store_.get();
     }

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "platform/sync_util.h"
 #include "tests/support/sandbox.h"
@@ -53,6 +54,15 @@ TEST(AlbumStore, LinksRoundTripAndReplaceInTheAgentsDataFolder) {
   ASSERT_EQ(su::create_or_replace_sync_tag_info(2, "on-2", 1, "", ""), su::kAlbumOk);
   EXPECT_EQ(su::get_sync_tag_nixie_id(2, online), su::kAlbumOk);
   EXPECT_EQ(online, "on-2");
+
+  // A copy put in its place is another file; a read opens it, and a write after the read must
+  // open it again for writing.
+  std::filesystem::copy_file(store_file(box), store_file(box) + ".copy");
+  std::filesystem::rename(store_file(box) + ".copy", store_file(box));
+  std::vector<int> unfinished;
+  EXPECT_EQ(su::get_unfinished_sync_tag_ids("on-2", unfinished), su::kAlbumOk);
+  EXPECT_EQ(su::set_album_dirty_if_exists(2, true), su::kAlbumOk);
+  EXPECT_TRUE(su::album_store(store_file(box), false).find(2)->dirty);
 }
 
 TEST(AlbumStore, AFileThatIsNoStoreGivesAnErrorStatusAndALogLine) {
